@@ -1,0 +1,10 @@
+#pragma once
+
+#include "frame/registration.h"
+
+namespace picture {
+
+// The plug-in's static registration tables.
+PluginTables PictureTables();
+
+}  // namespace picture

@@ -1,0 +1,65 @@
+// Walkers: the loops over pixels. An operation states its per-pixel rule as a
+// kernel (a small struct whose call operator maps one colour) and hands it to a
+// walker with its editors; the walker picks the (reader, writer) layout pair once
+// per call and runs a plain counted loop per row, with no call, format test or
+// host call per pixel. Rows are reached through the editors' row step, so the
+// row tables of console and web pictures work like contiguous buffers.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+
+#include "pixels/layout.h"
+#include "pixels/picture_editor.h"
+
+namespace picture {
+
+// A clipped rectangle: columns x0 <= x < x1, rows y0 <= y < y1.
+struct Rect {
+  int32_t x0 = 0, y0 = 0, x1 = 0, y1 = 0;
+  bool empty() const { return x0 >= x1 || y0 >= y1; }
+};
+
+// Clips a caller's rectangle to a picture. Negative left and top clip to 0 while
+// the right and bottom edges stay at left + width and top + height.
+inline Rect ClipRect(int32_t left, int32_t top, int32_t width, int32_t height, int32_t pictureWidth,
+                     int32_t pictureHeight) {
+  const int64_t right = std::min<int64_t>(int64_t{left} + width, pictureWidth);
+  const int64_t bottom = std::min<int64_t>(int64_t{top} + height, pictureHeight);
+  return Rect{std::max(left, 0), std::max(top, 0), static_cast<int32_t>(std::max<int64_t>(right, 0)),
+              static_cast<int32_t>(std::max<int64_t>(bottom, 0))};
+}
+
+namespace walk_detail {
+
+template <class In, class Out, class Kernel>
+void map_rows(PictureEditor& src, PictureEditor& dst, Rect r, const Kernel& kernel) {
+  src.AdvanceRows(r.y0);
+  dst.AdvanceRows(r.y0);
+  for (int32_t row = r.y0; row < r.y1; ++row) {
+    if constexpr (Out::kWrites) {
+      const uint32_t* __restrict s = src.rowPtr;
+      uint32_t* __restrict d = dst.rowPtr;
+      for (int32_t x = r.x0; x < r.x1; ++x) d[x] = Out::store(kernel(In::load(s + x)));
+    }
+    src.NextRow();
+    dst.NextRow();
+  }
+}
+
+}  // namespace walk_detail
+
+// One source pixel to one result pixel at the same place, over `r`.
+template <class Kernel>
+void map(PictureEditor& src, PictureEditor& dst, Rect r, const Kernel& kernel) {
+  r.x1 = std::min({r.x1, src.width, dst.width});
+  r.y1 = std::min({r.y1, src.height, dst.height});
+  if (r.empty()) return;
+  with_layout(src.pixelFormat, [&](auto in) {
+    with_layout(dst.pixelFormat, [&](auto out) {
+      walk_detail::map_rows<decltype(in), decltype(out)>(src, dst, r, kernel);
+    });
+  });
+}
+
+}  // namespace picture
