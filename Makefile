@@ -29,8 +29,9 @@ test: build build-asan
 
 demo: build
 	@mkdir -p build/demo
-	@./build/picture-host build/examples/chart.png InvertZRK -o build/demo/chart-inverted.png
-	@echo "inverted chart: build/demo/chart-inverted.png (source: build/examples/chart.png)"
+	@./build/picture-host --chart -o build/demo/chart.png
+	@./build/picture-host build/demo/chart.png InvertZRK -o build/demo/chart-inverted.png
+	@echo "inverted chart: build/demo/chart-inverted.png (source: build/demo/chart.png)"
 
 bench: build
 	@./build/picture_bench

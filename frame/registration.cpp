@@ -25,9 +25,9 @@ static_assert(sizeof(REALproperty9) == offsetof(REALproperty, attributeCount));
 
 constexpr size_t kDeclarationBuffer = 1000;
 
-// Reachable from here for the life of the process, as the host expects.
-REALmoduleDefinition* gExtensionModule = nullptr;
-REALmoduleDefinition* gGlobalsModule = nullptr;
+// The module records the host keeps pointing at for the life of the process.
+REALmoduleDefinition gExtensionModule{};
+REALmoduleDefinition gGlobalsModule{};
 
 int32_t interface_version(double host) {
   if (host >= 2013.04) return 13;
@@ -97,8 +97,8 @@ void free_methods(REALmethodDefinition* methods, size_t count) {
 }
 
 // The extension's methods as module functions: a setter (with an assigns
-// parameter) before the getter of the same record.
-REALmoduleDefinition* build_extension_module(const REALclassDefinition& extension) {
+// parameter) before the getter of the same record. False when out of memory.
+bool build_extension_module(const REALclassDefinition& extension, REALmoduleDefinition& module) {
   char name[100];
   std::snprintf(name, sizeof name, "%s%s%s", extension.name, gpartname, "ExtensionZRK");
 
@@ -106,10 +106,9 @@ REALmoduleDefinition* build_extension_module(const REALclassDefinition& extensio
   for (size_t i = 0; i < extension.methodCount; ++i) {
     count += (extension.methods[i].function != nullptr) + (extension.methods[i].setterFunction != nullptr);
   }
-  auto* module = allocate<REALmoduleDefinition>(1);
   auto* methods = allocate<REALmethodDefinition>(count);
   char* moduleName = strdup(name);
-  bool failed = module == nullptr || (count > 0 && methods == nullptr) || moduleName == nullptr;
+  bool failed = (count > 0 && methods == nullptr) || moduleName == nullptr;
 
   size_t n = 0;
   for (size_t i = 0; !failed && i < extension.methodCount; ++i) {
@@ -133,37 +132,28 @@ REALmoduleDefinition* build_extension_module(const REALclassDefinition& extensio
   if (failed) {
     if (methods != nullptr) free_methods(methods, n);
     std::free(moduleName);
-    std::free(module);
-    return nullptr;
+    return false;
   }
-  module->version = 13;
-  module->name = moduleName;
-  module->methods = methods;
-  module->methodCount = count;
-  return module;
+  module = REALmoduleDefinition{.version = 13, .name = moduleName, .methods = methods, .methodCount = count};
+  return true;
 }
 
-REALmoduleDefinition* build_globals_module(std::span<const REALmethodDefinition> globals) {
+bool build_globals_module(std::span<const REALmethodDefinition> globals, REALmoduleDefinition& module) {
   char name[100];
   std::snprintf(name, sizeof name, "%s%s", gpartname, "GlobalsZRK");
-  auto* module = allocate<REALmoduleDefinition>(1);
   auto* methods = allocate<REALmethodDefinition>(globals.size());
   char* moduleName = strdup(name);
-  if (module == nullptr || (!globals.empty() && methods == nullptr) || moduleName == nullptr) {
-    std::free(module);
+  if ((!globals.empty() && methods == nullptr) || moduleName == nullptr) {
     std::free(methods);
     std::free(moduleName);
-    return nullptr;
+    return false;
   }
   for (size_t i = 0; i < globals.size(); ++i) {
     methods[i] = globals[i];
     methods[i].flags |= kFlagModuleGlobal;
   }
-  module->version = 13;
-  module->name = moduleName;
-  module->methods = methods;
-  module->methodCount = globals.size();
-  return module;
+  module = REALmoduleDefinition{.version = 13, .name = moduleName, .methods = methods, .methodCount = globals.size()};
+  return true;
 }
 
 }  // namespace
@@ -304,8 +294,7 @@ void PluginMain(REALresolver resolver, const PluginTables& tables) {
 
   if (REALclassDefinition* extension = tables.pictureExtension) {
     if (registers_modules(rbversion_rbversion)) {
-      gExtensionModule = build_extension_module(*extension);
-      if (gExtensionModule != nullptr) register_module(gExtensionModule);
+      if (build_extension_module(*extension, gExtensionModule)) register_module(&gExtensionModule);
     } else {
       register_class(extension, PluginRegisterClassExtension);
     }
@@ -313,8 +302,7 @@ void PluginMain(REALresolver resolver, const PluginTables& tables) {
 
   if (tables.globals.empty()) return;
   if (registers_modules(rbversion_rbversion)) {
-    gGlobalsModule = build_globals_module(tables.globals);
-    if (gGlobalsModule != nullptr) register_module(gGlobalsModule);
+    if (build_globals_module(tables.globals, gGlobalsModule)) register_module(&gGlobalsModule);
   } else {
     for (REALmethodDefinition& method : tables.globals) PluginRegisterMethod(&method);
   }

@@ -212,11 +212,16 @@ class Host {
 
   // ---- calls, as a program of the host makes them ----
   // Overloads are chosen by name (case-insensitive), argument count (declared
-  // defaults fill missing trailing arguments) and argument types.
+  // defaults fill missing trailing arguments) and argument types. Text arguments
+  // become host strings tagged UTF-8 when they are valid UTF-8, else the unknown
+  // encoding.
   CallResult Call(std::string_view name, std::vector<Value> args);  // global methods
+  // A null `self` is a nil picture: only Picture extension methods are candidates.
   CallResult CallMethod(REALobject self, std::string_view name, std::vector<Value> args);
   CallResult Assign(REALobject self, std::string_view name, std::vector<Value> args, Value value);
   // The one registration whose declaration (as registered) is exactly `declaration`.
+  // `self` goes first when given, even to a global method (some plug-ins register
+  // picture functions as globals); a setter takes its value as the last argument.
   CallResult CallDeclared(std::string_view declaration, REALobject self, std::vector<Value> args);
   // Plug-in class instances: "PluginNewInstance" as a program does it, and properties
   // by name (direct ones at their offset, the others through getter and setter).
@@ -225,7 +230,7 @@ class Host {
   CallResult SetProperty(REALobject self, std::string_view name, Value value);
 
   // ---- pictures ----
-  Ref NewPicture(const PictureSpec& spec);
+  Ref NewPicture(const PictureSpec& shape);
   int32_t Width(REALpicture picture) const;
   int32_t Height(REALpicture picture) const;
   bool HasAlphaChannel(REALpicture picture) const;
@@ -239,6 +244,11 @@ class Host {
   // Opaque colour at (x, y) as 0x00RRGGBB decoded by the layout (desktop premultiplied
   // layouts are returned as stored).
   uint32_t Color(REALpicture picture, int32_t x, int32_t y) const;
+  // Successful description locks of the picture so far, and REALPictureClearCache calls on it.
+  int LockCount(REALpicture picture) const;
+  int ClearCacheCount(REALpicture picture) const;
+  // Desktop pictures made with rowPadding: the padding bytes still hold the host's fill.
+  bool PaddingIntact(REALpicture picture) const;
 
   // ---- memory blocks and strings ----
   Ref NewMemoryBlock(int32_t size);
@@ -253,9 +263,15 @@ class Host {
   // still outstanding, one line each, naming the object and where it came from.
   // Empty when the plug-in balanced everything.
   std::vector<std::string> LedgerProblems() const;
+  // An exception raised outside a call made through the host (for instance while a
+  // test called a function it got from REALLoadObjectMethod itself): takes the
+  // oldest one off the ledger and drops the host's reference.
+  std::optional<Exception> TakeRaisedException();
   // Unlocks of a picture description that was not locked (tolerated by hosts).
   int UnmatchedUnlocks() const;
-  // How often each entry point was called, by resolver name.
+  // How often each entry point was called, by resolver name (host methods reached
+  // through REALLoadObjectMethod / REALLoadGlobalMethod count as "Constructor",
+  // "DrawPicture" and "LenB").
   int CallCount(std::string_view entryPoint) const;
 
   struct Impl;

@@ -50,26 +50,26 @@ void build_tables() {
   gExtensionMethods = methods_of(expected::kPictureExtension, std::size(expected::kPictureExtension));
   gGlobals = methods_of(expected::kGlobals, std::size(expected::kGlobals));
   for (size_t c = 0; c < gClasses.size(); ++c) {
-    const expected::Class& spec = expected::kClasses[c];
+    const expected::Class& shape = expected::kClasses[c];
     ClassTables& t = gClasses[c];
-    for (size_t i = 0; i < spec.propertyCount; ++i) {
-      const expected::Property& p = spec.properties[i];
+    for (size_t i = 0; i < shape.propertyCount; ++i) {
+      const expected::Property& p = shape.properties[i];
       const bool direct = p.offset >= 0;
       t.properties.push_back({nullptr, p.name.data(), p.type.data(), p.flags,
                               direct ? host_abi::kDirectAccess : next_stand_in(),
                               direct ? host_abi::kDirectAccess : next_stand_in(), direct ? p.offset : 0});
     }
-    t.methods = methods_of(spec.methods, spec.methodCount);
+    t.methods = methods_of(shape.methods, shape.methodCount);
     t.record = REALclassDefinition{.version = 13,
-                                   .name = spec.name.data(),
-                                   .dataSize = spec.dataSize,
+                                   .name = shape.name.data(),
+                                   .dataSize = shape.dataSize,
                                    .constructor = next_stand_in(),
                                    .destructor = next_stand_in(),
                                    .properties = t.properties.data(),
                                    .propertyCount = t.properties.size(),
                                    .methods = t.methods.data(),
                                    .methodCount = t.methods.size(),
-                                   .flags = spec.flags};
+                                   .flags = shape.flags};
     gClassRecords[c] = &t.record;
   }
   gExtension = REALclassDefinition{.version = 13,

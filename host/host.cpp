@@ -1,0 +1,210 @@
+// The Host object: construction and teardown, loading a private copy of a plug-in
+// (through a memfd, so that every Host starts with fresh plug-in globals), the
+// resolver that hands the plug-in its entry points, and Ref.
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <utility>
+
+#include "host/host_internal.h"
+
+namespace testhost {
+
+namespace {
+
+Host* g_current = nullptr;
+
+// What the plug-in receives as its resolver.
+void* resolve_entry(const char* name) { return g_current != nullptr ? g_current->Resolve(name) : nullptr; }
+
+bool set_error(std::string* error, std::string message) {
+  if (error != nullptr) *error = std::move(message);
+  return false;
+}
+
+// A copy of the file in an anonymous memory file, on a descriptor number not used
+// by the previous copies: the loader matches already-loaded libraries by path, so
+// a copy that could not be unloaded must not be mistaken for the new one.
+int copy_to_memfd(const std::string& path, std::string* error) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) {
+    set_error(error, "cannot read " + path);
+    return -1;
+  }
+  const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  int fd = memfd_create("plugin-copy", MFD_CLOEXEC);
+  if (fd < 0) {
+    set_error(error, "memfd_create failed");
+    return -1;
+  }
+  size_t written = 0;
+  while (written < bytes.size()) {
+    const ssize_t n = write(fd, bytes.data() + written, bytes.size() - written);
+    if (n <= 0) {
+      close(fd);
+      set_error(error, "cannot copy " + path);
+      return -1;
+    }
+    written += static_cast<size_t>(n);
+  }
+  static int serial = 0;
+  const int floor = 200 + (serial++ % 512);
+  const int moved = fcntl(fd, F_DUPFD_CLOEXEC, floor);
+  if (moved >= 0) {
+    close(fd);
+    fd = moved;
+  }
+  return fd;
+}
+
+// Under LeakSanitizer an unloaded copy would take its globals out of the root set,
+// so memory a plug-in keeps for the life of the process (registration records the
+// host keeps pointing at) would be reported as leaked: sanitized builds keep every
+// copy loaded. Each Host still loads a fresh one.
+void unload(void* library) {
+#if defined(__SANITIZE_ADDRESS__)
+  (void)library;
+#else
+  dlclose(library);
+#endif
+}
+
+}  // namespace
+
+namespace internal {
+
+Impl& current_impl() {
+  if (g_current == nullptr) {
+    std::fprintf(stderr, "test host: an entry point was called with no host\n");
+    std::abort();
+  }
+  return g_current->impl();
+}
+
+bool has_current() { return g_current != nullptr; }
+
+Impl& enter(std::string_view entry_point) {
+  Impl& h = current_impl();
+  auto it = h.call_counts.find(entry_point);
+  if (it == h.call_counts.end()) it = h.call_counts.emplace(std::string(entry_point), 0).first;
+  ++it->second;
+  return h;
+}
+
+}  // namespace internal
+
+Host::Host(HostConfig config) : impl_(new Impl(std::move(config))) {
+  if (g_current != nullptr) {
+    std::fprintf(stderr, "test host: a second Host while one exists\n");
+    std::abort();
+  }
+  internal::add_object_entries(impl_->entries);
+  internal::add_picture_entries(impl_->entries);
+  internal::add_string_entries(impl_->entries);
+  internal::add_registry_entries(impl_->entries);
+  internal::add_memory_block_entries(impl_->entries);
+  g_current = this;
+}
+
+Host::~Host() {
+  impl_->tearing_down = true;
+  // Objects first (their memory and guard pages), the plug-in's code last.
+  impl_->raised.clear();
+  impl_->string_data.clear();
+  impl_->contexts.clear();
+  impl_->objects.clear();
+  void* library = impl_->library;
+  g_current = nullptr;
+  delete impl_;
+  if (library != nullptr) unload(library);
+}
+
+Host& Host::Current() {
+  if (g_current == nullptr) {
+    std::fprintf(stderr, "test host: Host::Current() with no host\n");
+    std::abort();
+  }
+  return *g_current;
+}
+
+const HostConfig& Host::config() const { return impl_->config; }
+const Registrations& Host::registrations() const { return impl_->registrations; }
+int Host::UnmatchedUnlocks() const { return impl_->unmatched_unlocks; }
+std::vector<std::string> Host::LedgerProblems() const { return internal::ledger_problems(*impl_); }
+
+int Host::CallCount(std::string_view entryPoint) const {
+  const auto it = impl_->call_counts.find(entryPoint);
+  return it == impl_->call_counts.end() ? 0 : it->second;
+}
+
+void* Host::Resolve(const char* name) const {
+  if (name == nullptr) return nullptr;
+  const std::string_view wanted(name);
+  if (impl_->config.missing.count(std::string(wanted)) != 0) return nullptr;
+  if (wanted == "REALGetRBVersion" && !impl_->config.version) return nullptr;
+  const auto it = impl_->entries.find(wanted);
+  return it == impl_->entries.end() ? nullptr : it->second;
+}
+
+bool Host::LoadPlugin(const std::string& path, std::string* error) {
+  if (impl_->library != nullptr) return set_error(error, "a plug-in is already loaded");
+  const int fd = copy_to_memfd(path, error);
+  if (fd < 0) return false;
+  const std::string copy_path = "/proc/self/fd/" + std::to_string(fd);
+  void* library = dlopen(copy_path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  close(fd);  // the mapping keeps the copy alive
+  if (library == nullptr) {
+    const char* reason = dlerror();
+    return set_error(error, "cannot load " + path + ": " + (reason != nullptr ? reason : "unknown reason"));
+  }
+  using PluginMain = void(REALresolver);
+  auto* main = reinterpret_cast<PluginMain*>(dlsym(library, "REALPluginMain"));
+  if (main == nullptr) {
+    dlclose(library);
+    return set_error(error, path + " has no REALPluginMain");
+  }
+  impl_->library = library;
+  impl_->running = "REALPluginMain";
+  main(&resolve_entry);
+  impl_->running.clear();
+  return true;
+}
+
+// ---- Ref ----
+
+Ref Ref::Adopt(REALobject object) { return Ref(object); }
+
+Ref Ref::Retain(REALobject object) {
+  if (object != nullptr) internal::retain(internal::current_impl(), object, "a Ref of the test");
+  return Ref(object);
+}
+
+Ref::Ref(const Ref& other) : object_(other.object_) {
+  if (object_ != nullptr) internal::retain(internal::current_impl(), object_, "a Ref of the test");
+}
+
+Ref::Ref(Ref&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
+
+Ref& Ref::operator=(Ref other) noexcept {
+  std::swap(object_, other.object_);
+  return *this;
+}
+
+Ref::~Ref() {
+  // A Ref that outlives its host has nothing left to release.
+  if (object_ != nullptr && internal::has_current() && !internal::current_impl().tearing_down) {
+    internal::release(internal::current_impl(), object_, "a Ref of the test");
+  }
+}
+
+REALobject Ref::release() { return std::exchange(object_, nullptr); }
+
+bool PropertyRecord::direct() const { return getter == host_abi::kDirectAccess && setter == host_abi::kDirectAccess; }
+
+}  // namespace testhost

@@ -1,0 +1,178 @@
+// Inversion through the registered methods, over every way a host lends a
+// picture: whole pictures and rectangles (clipped, outside, reaching to the
+// edge), compared pixel by pixel with a plain reference; pixels outside the
+// rectangle keep what a fresh picture holds.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
+#include <optional>
+#include <vector>
+
+#include "tests/plugin/pixel_reference.h"
+#include "tests/plugin/plugin_test.h"
+
+namespace {
+
+using namespace pixeltest;
+using testhost::CallResult;
+using testhost::Ref;
+using testhost::Value;
+
+struct Area {
+  int32_t left, top, width, height;
+};
+
+Pixel invert(Pixel p, bool greyOnly) {
+  if (greyOnly && !(p.r == p.g && p.g == p.b)) return p;
+  return Pixel{static_cast<uint8_t>(255 - p.r), static_cast<uint8_t>(255 - p.g), static_cast<uint8_t>(255 - p.b),
+               p.a};
+}
+
+bool inside(const Area& a, int32_t x, int32_t y, int32_t width, int32_t height) {
+  const int64_t w = a.width <= 0 ? width : a.width;
+  const int64_t h = a.height <= 0 ? height : a.height;
+  return x >= a.left && y >= a.top && x < int64_t{a.left} + w && y < int64_t{a.top} + h;
+}
+
+class InvertTest : public PluginTest, public ::testing::WithParamInterface<Lending> {
+ protected:
+  // Calls `method` with `area` (or its no-argument form) and checks every pixel.
+  void Check(const char* method, bool greyOnly, std::optional<Area> area, int32_t width, int32_t height) {
+    const Lending& l = GetParam();
+    testhost::Host& h = host();
+    Ref source = random_picture(h, l, width, height, static_cast<uint32_t>(width * 131 + height));
+    std::vector<Value> args;
+    if (area) args = {int64_t{area->left}, int64_t{area->top}, int64_t{area->width}, int64_t{area->height}};
+    CallResult r = h.CallMethod(source.get(), method, args);
+    ASSERT_TRUE(r.ok()) << r.error;
+    ASSERT_FALSE(r.exception.has_value());
+    ASSERT_TRUE(std::holds_alternative<Ref>(r.value)) << method << " returned nil";
+    const REALpicture result = std::get<Ref>(r.value).picture();
+    ASSERT_NE(result, source.picture());
+    ASSERT_EQ(h.Width(result), width);
+    ASSERT_EQ(h.Height(result), height);
+    EXPECT_EQ(h.HasAlphaChannel(result), l.hasAlphaChannel);
+    EXPECT_EQ(h.PixelFormat(result), result_format(l));
+
+    const Area whole{0, 0, -1, -1};
+    for (int32_t y = 0; y < height; ++y) {
+      for (int32_t x = 0; x < width; ++x) {
+        Pixel want = fresh_pixel(l);
+        if (inside(area.value_or(whole), x, y, width, height)) {
+          want = invert(h.GetPixel(source.picture(), x, y), greyOnly);
+          want.a = written_alpha(l);
+        }
+        const Pixel got = h.GetPixel(result, x, y);
+        ASSERT_EQ(got, want) << method << " " << width << "x" << height << " at " << x << "," << y << ": got "
+                             << describe(got) << ", want " << describe(want);
+      }
+    }
+  }
+};
+
+TEST_P(InvertTest, WholePictureAtEveryWidth) {
+  StartHost(config_for(GetParam()));
+  for (int32_t width : {1, 2, 3, 4, 5, 7, 8, 9, 15, 16, 17, 31, 32, 33, 63, 64, 65}) {
+    Check("InvertZRK", false, std::nullopt, width, 2);
+    Check("InvertGrayZRK", true, std::nullopt, width, 1);
+  }
+}
+
+TEST_P(InvertTest, RectanglesAreClippedWithTheCallersEdges) {
+  StartHost(config_for(GetParam()));
+  const Area areas[] = {
+      {0, 0, -1, -1},     {2, 1, 5, 3},          {-3, -2, 5, 4},           {6, 4, 100, 100},
+      {40, 40, 5, 5},     {1, 2, 0, 0},          {3, 0, 0, 2},             {0, 0, INT32_MAX, INT32_MAX},
+      {INT32_MAX, 0, 10, 10}, {-100, -100, 50, 50}, {INT32_MIN, 1, INT32_MAX, 1},
+  };
+  for (const Area& a : areas) {
+    SCOPED_TRACE(testing::Message() << "area " << a.left << "," << a.top << "," << a.width << "," << a.height);
+    Check("InvertZRK", false, a, 9, 6);
+    Check("InvertGrayZRK", true, a, 9, 6);
+  }
+}
+
+TEST_P(InvertTest, TwiceGivesBackTheColours) {
+  const Lending& l = GetParam();
+  testhost::Host& h = StartHost(config_for(l));
+  Ref source = random_picture(h, l, 13, 5, 99);
+  CallResult once = h.CallMethod(source.get(), "InvertZRK", {});
+  ASSERT_TRUE(std::holds_alternative<Ref>(once.value));
+  CallResult twice = h.CallMethod(std::get<Ref>(once.value).get(), "InvertZRK", {});
+  ASSERT_TRUE(std::holds_alternative<Ref>(twice.value));
+  for (int32_t y = 0; y < 5; ++y) {
+    for (int32_t x = 0; x < 13; ++x) {
+      Pixel want = h.GetPixel(source.picture(), x, y);
+      Pixel got = h.GetPixel(std::get<Ref>(twice.value).picture(), x, y);
+      ASSERT_EQ(std::tie(got.r, got.g, got.b), std::tie(want.r, want.g, want.b)) << x << "," << y;
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(AllLendings, InvertTest, ::testing::ValuesIn(kLendings),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+class InvertCases : public PluginTest {};
+
+TEST_F(InvertCases, WorkedExamples) {
+  testhost::Host& h = StartHost();
+  testhost::PictureSpec shape;
+  shape.width = 3;
+  shape.height = 1;
+  Ref source = h.NewPicture(shape);
+  h.SetPixel(source.picture(), 0, 0, Pixel{255, 255, 255, 255});
+  h.SetPixel(source.picture(), 1, 0, Pixel{10, 20, 30, 255});
+  h.SetPixel(source.picture(), 2, 0, Pixel{200, 200, 200, 255});
+
+  CallResult all = h.CallMethod(source.get(), "InvertZRK", {});
+  ASSERT_TRUE(std::holds_alternative<Ref>(all.value));
+  EXPECT_EQ(h.GetPixel(std::get<Ref>(all.value).picture(), 0, 0), (Pixel{0, 0, 0, 255}));
+  EXPECT_EQ(h.GetPixel(std::get<Ref>(all.value).picture(), 1, 0), (Pixel{245, 235, 225, 255}));
+
+  CallResult grey = h.CallMethod(source.get(), "InvertGrayZRK", {});
+  ASSERT_TRUE(std::holds_alternative<Ref>(grey.value));
+  EXPECT_EQ(h.GetPixel(std::get<Ref>(grey.value).picture(), 1, 0), (Pixel{10, 20, 30, 255}));
+  EXPECT_EQ(h.GetPixel(std::get<Ref>(grey.value).picture(), 2, 0), (Pixel{55, 55, 55, 255}));
+}
+
+// The source is only read: its pixels stay as they were.
+TEST_F(InvertCases, LeavesTheSourceAlone) {
+  const Lending& l = kLendings[0];
+  testhost::Host& h = StartHost(config_for(l));
+  Ref source = random_picture(h, l, 7, 3, 5);
+  std::vector<uint32_t> before;
+  for (int32_t y = 0; y < 3; ++y)
+    for (int32_t x = 0; x < 7; ++x) before.push_back(h.Word(source.picture(), x, y));
+  for (const char* m : {"InvertZRK", "InvertGrayZRK"}) ASSERT_TRUE(h.CallMethod(source.get(), m, {}).ok());
+  size_t i = 0;
+  for (int32_t y = 0; y < 3; ++y)
+    for (int32_t x = 0; x < 7; ++x) EXPECT_EQ(h.Word(source.picture(), x, y), before[i++]);
+}
+
+// The methods answer in every host version band, whether registered on the class
+// or as module functions.
+TEST_F(InvertCases, WorksInEveryHostVersionBand) {
+  for (std::optional<double> version : {std::optional<double>{}, std::optional<double>{2009.0},
+                                        std::optional<double>{2012.0}, std::optional<double>{2013.0},
+                                        std::optional<double>{2019.011}, std::optional<double>{3000.0}}) {
+    testhost::HostConfig config;
+    config.version = version;
+    testhost::Host& h = StartHost(config);
+    testhost::PictureSpec shape;
+    shape.width = 2;
+    shape.height = 2;
+    Ref source = h.NewPicture(shape);
+    h.SetPixel(source.picture(), 1, 1, Pixel{1, 2, 3, 255});
+    CallResult r = h.CallMethod(source.get(), "InvertZRK", {int64_t{1}, int64_t{1}, int64_t{1}, int64_t{1}});
+    ASSERT_TRUE(r.ok()) << r.error;
+    ASSERT_TRUE(std::holds_alternative<Ref>(r.value)) << "version " << version.value_or(0);
+    EXPECT_EQ(h.GetPixel(std::get<Ref>(r.value).picture(), 1, 1), (Pixel{254, 253, 252, 255}));
+    EXPECT_EQ(h.GetPixel(std::get<Ref>(r.value).picture(), 0, 0), (Pixel{255, 255, 255, 255}));
+    r = {};
+    source = {};
+    StopHost();
+  }
+}
+
+}  // namespace

@@ -1,0 +1,65 @@
+// Test fixture base for everything that runs the plug-in (or a test plug-in) in
+// the test host: starts a host, loads the plug-in into it, and at the end of each
+// test checks the host's ledger (every reference, lock, string data and exception
+// returned) before destroying the host. Test targets define PICTURE_PLUGIN_PATH,
+// the path of the built plug-in.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "host/test_host.h"
+
+// An entry point as the plug-in gets it from its resolver (null when the host lacks it).
+template <class Sig>
+Sig* HostEntry(testhost::Host& host, const char* name) {
+  return reinterpret_cast<Sig*>(host.Resolve(name));
+}
+#define HOST_ENTRY(host, name) HostEntry<host_abi::sig::name>(host, #name)
+
+class HostTest : public ::testing::Test {
+ protected:
+  // Makes a host with `config`, current, and loads the built plug-in into it;
+  // ADD_FAILURE if it cannot.
+  testhost::Host& StartHost(testhost::HostConfig config = {}) {
+#ifdef PICTURE_PLUGIN_PATH
+    return StartHostWith(PICTURE_PLUGIN_PATH, std::move(config));
+#else
+    ADD_FAILURE() << "PICTURE_PLUGIN_PATH is not defined for this test target";
+    return StartHostWithout(std::move(config));
+#endif
+  }
+
+  // The same with another plug-in file, such as a test fixture plug-in. Any earlier
+  // host of this test goes first, without a ledger check.
+  testhost::Host& StartHostWith(const std::string& path, testhost::HostConfig config = {}) {
+    testhost::Host& started = StartHostWithout(std::move(config));
+    std::string error;
+    if (!started.LoadPlugin(path, &error)) ADD_FAILURE() << "cannot load the plug-in: " << error;
+    return started;
+  }
+
+  // A host with no plug-in loaded.
+  testhost::Host& StartHostWithout(testhost::HostConfig config = {}) {
+    host_.reset();
+    host_ = std::make_unique<testhost::Host>(std::move(config));
+    return *host_;
+  }
+
+  testhost::Host& host() { return *host_; }
+
+  // Checks that the ledger is empty (one failure line per problem), then destroys the host.
+  void TearDown() override {
+    if (host_ == nullptr) return;
+    for (const auto& problem : host_->LedgerProblems()) ADD_FAILURE() << problem;
+    host_.reset();
+  }
+
+  // Ends the host now, without the ledger check (for tests that expect problems).
+  void DiscardHost() { host_.reset(); }
+
+ private:
+  std::unique_ptr<testhost::Host> host_;
+};

@@ -1,0 +1,22 @@
+// The demo picture, made by the project itself: a 256x128 opaque colour chart.
+//   rows   0-31   hue ramp, full saturation (x = 0 is red, through yellow,
+//                 green, cyan, blue and magenta)
+//   rows  32-47   the same ramp at half value
+//   rows  48-63   the same ramp at half saturation
+//   rows  64-95   grey ramp, grey level x
+//   rows  96-127  eight 32-pixel patches: black, white, red, green, blue, cyan,
+//                 magenta, yellow
+#pragma once
+
+#include "tools/image_io.h"
+
+namespace picture_host {
+
+constexpr int32_t kChartWidth = 256;
+constexpr int32_t kChartHeight = 128;
+
+// The fully saturated colour at column x (0-255) of the hue ramp.
+Rgba ChartHue(int32_t x);
+Image MakeChart();
+
+}  // namespace picture_host

@@ -1,0 +1,554 @@
+#include "tools/cli.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <limits>
+
+namespace picture_host {
+namespace {
+
+constexpr int64_t kMinInteger = std::numeric_limits<int32_t>::min();
+constexpr int64_t kMaxInteger = std::numeric_limits<uint32_t>::max();
+
+bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+bool IsIdentStart(char c) {
+  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_';
+}
+bool IsIdentChar(char c) { return IsIdentStart(c) || IsDigit(c); }
+char Lower(char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c; }
+
+std::string_view Trim(std::string_view s) {
+  while (!s.empty() && IsBlank(s.front())) s.remove_prefix(1);
+  while (!s.empty() && IsBlank(s.back())) s.remove_suffix(1);
+  return s;
+}
+
+std::string ToLower(std::string_view s) {
+  std::string out(s);
+  for (char& c : out) c = Lower(c);
+  return out;
+}
+
+bool EqualsNoCase(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  for (size_t i = 0; i < a.size(); ++i) {
+    if (Lower(a[i]) != Lower(b[i])) return false;
+  }
+  return true;
+}
+
+bool StartsWithNoCase(std::string_view s, std::string_view prefix) {
+  return s.size() >= prefix.size() && EqualsNoCase(s.substr(0, prefix.size()), prefix);
+}
+
+std::string Quoted(std::string_view s) { return "'" + std::string(s) + "'"; }
+
+[[noreturn]] void NotALiteral(std::string_view text) {
+  throw UsageError(Quoted(text) +
+                   " is not a literal (expected an integer, a double, true, false, nil, "
+                   "a &cRRGGBB colour or a \"string\")");
+}
+
+Literal ParseString(std::string_view t) {
+  // t starts with a quote; a doubled quote stands for one quote.
+  std::string out;
+  size_t i = 1;
+  while (true) {
+    if (i >= t.size()) throw UsageError("unterminated string " + std::string(t));
+    if (t[i] == '"') {
+      if (i + 1 < t.size() && t[i + 1] == '"') {
+        out += '"';
+        i += 2;
+        continue;
+      }
+      if (i + 1 != t.size()) NotALiteral(t);
+      return out;
+    }
+    out += t[i++];
+  }
+}
+
+Literal ParseRadix(std::string_view t) {
+  // &h, &o, &b: unsigned digits that fit 32 bits; &c: exactly six hex digits.
+  const char kind = Lower(t[1]);
+  const std::string_view digits = t.substr(2);
+  int base = 0;
+  switch (kind) {
+    case 'h': base = 16; break;
+    case 'o': base = 8; break;
+    case 'b': base = 2; break;
+    case 'c': base = 16; break;
+    default: NotALiteral(t);
+  }
+  uint64_t value = 0;
+  const auto [end, ec] = std::from_chars(digits.data(), digits.data() + digits.size(), value, base);
+  if (digits.empty() || end != digits.data() + digits.size()) {
+    if (kind == 'c') throw UsageError("colour " + Quoted(t) + " must be &c and six hex digits");
+    NotALiteral(t);
+  }
+  if (kind == 'c') {
+    if (digits.size() != 6) throw UsageError("colour " + Quoted(t) + " must be &c and six hex digits");
+    return static_cast<int64_t>(value);
+  }
+  if (ec == std::errc::result_out_of_range || value > static_cast<uint64_t>(kMaxInteger)) {
+    throw UsageError("integer " + Quoted(t) + " does not fit 32 bits");
+  }
+  return static_cast<int64_t>(value);
+}
+
+Literal ParseNumber(std::string_view t) {
+  // [+-] (digits [. [digits]] | . digits) [(e|E) [+-] digits]
+  size_t i = 0;
+  const bool negative = t[i] == '-';
+  if (t[i] == '+' || t[i] == '-') ++i;
+  const size_t mantissaStart = i;
+  size_t intDigits = 0, fracDigits = 0;
+  while (i < t.size() && IsDigit(t[i])) ++i, ++intDigits;
+  bool isDouble = false;
+  if (i < t.size() && t[i] == '.') {
+    isDouble = true;
+    ++i;
+    while (i < t.size() && IsDigit(t[i])) ++i, ++fracDigits;
+  }
+  if (intDigits + fracDigits == 0) NotALiteral(t);
+  if (i < t.size() && (t[i] == 'e' || t[i] == 'E')) {
+    isDouble = true;
+    ++i;
+    if (i < t.size() && (t[i] == '+' || t[i] == '-')) ++i;
+    size_t expDigits = 0;
+    while (i < t.size() && IsDigit(t[i])) ++i, ++expDigits;
+    if (expDigits == 0) NotALiteral(t);
+  }
+  if (i != t.size()) NotALiteral(t);
+
+  if (!isDouble) {
+    uint64_t magnitude = 0;
+    const std::string_view digits = t.substr(mantissaStart);
+    const auto [end, ec] = std::from_chars(digits.data(), digits.data() + digits.size(), magnitude);
+    const bool tooBig = ec == std::errc::result_out_of_range ||
+                        magnitude > static_cast<uint64_t>(negative ? -kMinInteger : kMaxInteger);
+    if (tooBig) throw UsageError("integer " + Quoted(t) + " does not fit 32 bits");
+    const int64_t value = static_cast<int64_t>(magnitude);
+    return negative ? -value : value;
+  }
+  // from_chars takes a leading '-' but not '+'.
+  const std::string_view number = t[0] == '+' ? t.substr(1) : t;
+  double value = 0;
+  const auto [end, ec] = std::from_chars(number.data(), number.data() + number.size(), value);
+  if (ec == std::errc::result_out_of_range || !std::isfinite(value)) {
+    throw UsageError("double " + Quoted(t) + " is out of range");
+  }
+  if (ec != std::errc() || end != number.data() + number.size()) NotALiteral(t);
+  return value;
+}
+
+// Splits "a, b, c" at the commas that are not inside a string.
+std::vector<std::string_view> SplitTopLevel(std::string_view list, std::string_view whole) {
+  std::vector<std::string_view> parts;
+  bool inString = false;
+  size_t start = 0;
+  for (size_t i = 0; i < list.size(); ++i) {
+    const char c = list[i];
+    if (c == '"') {
+      inString = !inString;  // a doubled quote toggles twice
+    } else if (!inString && c == ',') {
+      parts.push_back(list.substr(start, i - start));
+      start = i + 1;
+    } else if (!inString && (c == '(' || c == ')')) {
+      throw UsageError("bad call " + Quoted(whole) + ": unexpected '" + std::string(1, c) + "'");
+    }
+  }
+  parts.push_back(list.substr(start));
+  return parts;
+}
+
+// Offset of the ')' that closes the '(' at `open`, skipping strings; npos if none.
+size_t ClosingParen(std::string_view s, size_t open) {
+  bool inString = false;
+  for (size_t i = open + 1; i < s.size(); ++i) {
+    if (s[i] == '"') inString = !inString;
+    if (!inString && s[i] == ')') return i;
+  }
+  return std::string_view::npos;
+}
+
+// A declaration cut into name, parameter list (without parentheses) and the rest.
+struct DeclarationParts {
+  std::string_view name;
+  std::optional<std::string_view> params;  // nullopt: no parentheses
+  size_t open = 0, close = 0;              // offsets of the parentheses when present
+  std::string_view rest;                   // after the name or the ')'
+};
+
+DeclarationParts SplitDeclaration(std::string_view d) {
+  DeclarationParts parts;
+  size_t i = 0;
+  while (i < d.size() && IsBlank(d[i])) ++i;
+  const size_t nameStart = i;
+  while (i < d.size() && IsIdentChar(d[i])) ++i;
+  parts.name = d.substr(nameStart, i - nameStart);
+  size_t j = i;
+  while (j < d.size() && IsBlank(d[j])) ++j;
+  if (j < d.size() && d[j] == '(') {
+    const size_t close = ClosingParen(d, j);
+    if (close != std::string_view::npos) {
+      parts.open = j;
+      parts.close = close;
+      parts.params = d.substr(j + 1, close - j - 1);
+      parts.rest = d.substr(close + 1);
+      return parts;
+    }
+  }
+  parts.rest = d.substr(i);
+  return parts;
+}
+
+std::vector<std::string_view> DeclaredParams(std::string_view params) {
+  std::vector<std::string_view> out;
+  bool inString = false;
+  size_t start = 0;
+  for (size_t i = 0; i <= params.size(); ++i) {
+    if (i < params.size() && params[i] == '"') inString = !inString;
+    if (i == params.size() || (!inString && params[i] == ',')) {
+      const std::string_view p = Trim(params.substr(start, i - start));
+      if (!p.empty()) out.push_back(p);
+      start = i + 1;
+    }
+  }
+  return out;
+}
+
+bool HasDefault(std::string_view param) {
+  bool inString = false;
+  for (char c : param) {
+    if (c == '"') inString = !inString;
+    if (!inString && c == '=') return true;
+  }
+  return false;
+}
+
+std::string TakeValue(std::span<const std::string> args, size_t& i, std::string_view name,
+                      const std::optional<std::string>& inlineValue) {
+  if (inlineValue) return *inlineValue;
+  if (i + 1 >= args.size()) throw UsageError("option " + std::string(name) + " needs a value");
+  return args[++i];
+}
+
+}  // namespace
+
+Literal ParseLiteral(std::string_view text) {
+  const std::string_view t = Trim(text);
+  if (t.empty()) throw UsageError("empty argument");
+  if (t.front() == '"') return ParseString(t);
+  if (EqualsNoCase(t, "true")) return true;
+  if (EqualsNoCase(t, "false")) return false;
+  if (EqualsNoCase(t, "nil")) return std::monostate{};
+  if (t.front() == '&' && t.size() >= 2) return ParseRadix(t);
+  if (IsDigit(t.front()) || t.front() == '+' || t.front() == '-' || t.front() == '.') {
+    return ParseNumber(t);
+  }
+  NotALiteral(t);
+}
+
+Call ParseCall(std::string_view text) {
+  Call call;
+  call.text = std::string(text);
+  const std::string_view t = Trim(text);
+  size_t i = 0;
+  if (t.empty() || !IsIdentStart(t[0])) {
+    throw UsageError("bad call " + Quoted(text) + ": expected a method name");
+  }
+  while (i < t.size() && IsIdentChar(t[i])) ++i;
+  call.name = std::string(t.substr(0, i));
+  while (i < t.size() && IsBlank(t[i])) ++i;
+  if (i == t.size()) return call;
+  if (t[i] != '(') {
+    throw UsageError("bad call " + Quoted(text) + ": expected '(' after " + call.name);
+  }
+  const size_t close = ClosingParen(t, i);
+  if (close == std::string_view::npos) throw UsageError("bad call " + Quoted(text) + ": missing ')'");
+  const std::string_view list = t.substr(i + 1, close - i - 1);
+  const auto parts = SplitTopLevel(list, text);  // before the tail: "F((1))" is about the '('
+  if (!Trim(t.substr(close + 1)).empty()) {
+    throw UsageError("bad call " + Quoted(text) + ": unexpected text after ')'");
+  }
+  if (parts.size() == 1 && Trim(parts[0]).empty()) return call;
+  for (size_t n = 0; n < parts.size(); ++n) {
+    try {
+      call.args.push_back(ParseLiteral(parts[n]));
+    } catch (const UsageError& e) {
+      throw UsageError("bad call " + Quoted(text) + ": argument " + std::to_string(n + 1) + ": " +
+                       e.what());
+    }
+  }
+  return call;
+}
+
+Options ParseCommandLine(std::span<const std::string> args) {
+  Options options;
+  std::vector<std::string> positional;
+  bool optionsEnded = false;
+  std::optional<testhost::HostKind> kind;
+
+  for (size_t i = 0; i < args.size(); ++i) {
+    const std::string& arg = args[i];
+    if (optionsEnded || arg.size() < 2 || arg[0] != '-') {
+      positional.push_back(arg);
+      continue;
+    }
+    if (arg == "--") {
+      optionsEnded = true;
+      continue;
+    }
+    std::string name = arg;
+    std::optional<std::string> inlineValue;
+    if (const size_t eq = arg.find('='); arg.starts_with("--") && eq != std::string::npos) {
+      name = arg.substr(0, eq);
+      inlineValue = arg.substr(eq + 1);
+    }
+
+    if (name == "-h" || name == "--help") {
+      options.command = Command::kHelp;
+      return options;
+    } else if (name == "-o" || name == "--output") {
+      if (options.output) throw UsageError("the output is given twice");
+      options.output = TakeValue(args, i, name, inlineValue);
+      if (options.output->empty()) throw UsageError("option " + name + " needs a file name");
+    } else if (name == "--plugin") {
+      options.plugin = TakeValue(args, i, name, inlineValue);
+      if (options.plugin.empty()) throw UsageError("option --plugin needs a path");
+    } else if (name == "--chart") {
+      if (inlineValue) throw UsageError("option --chart takes no value");
+      options.chart = true;
+    } else if (name == "--host-version") {
+      const std::string value = TakeValue(args, i, name, inlineValue);
+      if (EqualsNoCase(value, "none")) {
+        options.host.version = std::nullopt;
+      } else {
+        double version = 0;
+        const auto [end, ec] = std::from_chars(value.data(), value.data() + value.size(), version);
+        if (value.empty() || ec != std::errc() || end != value.data() + value.size() ||
+            !std::isfinite(version) || version < 0) {
+          throw UsageError("--host-version " + Quoted(value) +
+                           ": expected a version such as 2019.011, or none");
+        }
+        options.host.version = version;
+      }
+    } else if (name == "--kind") {
+      const std::string value = TakeValue(args, i, name, inlineValue);
+      if (value == "desktop") kind = testhost::HostKind::kDesktop;
+      else if (value == "console") kind = testhost::HostKind::kConsole;
+      else if (value == "web") kind = testhost::HostKind::kWeb;
+      else throw UsageError("--kind " + Quoted(value) + ": expected desktop, console or web");
+    } else if (name == "--layout") {
+      const std::string value = TakeValue(args, i, name, inlineValue);
+      uint32_t layout = 0;
+      const auto [end, ec] = std::from_chars(value.data(), value.data() + value.size(), layout);
+      if (value.empty() || ec != std::errc() || end != value.data() + value.size() || layout < 1 ||
+          layout > 6) {
+        throw UsageError("--layout " + Quoted(value) + ": expected an alpha information from 1 to 6");
+      }
+      options.layout = layout;
+    } else {
+      throw UsageError("unknown option " + Quoted(arg) + " (see --help)");
+    }
+  }
+
+  if (kind) options.host.kind = *kind;
+  if (options.layout) {
+    if (options.host.kind != testhost::HostKind::kDesktop) {
+      throw UsageError("--layout applies to desktop hosts only");
+    }
+    // Results come in the byte order of the input: A first for 2, 4 and 6.
+    const bool alphaFirst = *options.layout % 2 == 0;
+    options.host.newPictureAlphaInfo = alphaFirst ? 6 : 5;
+    options.host.alphaPictureAlphaInfo = alphaFirst ? 2 : 1;
+  }
+
+  if (!positional.empty() && positional[0] == "list" && !options.chart) {
+    options.command = Command::kList;
+    if (positional.size() > 1) throw UsageError("list takes no calls");
+    if (options.output) throw UsageError("list writes no picture; drop -o");
+    return options;
+  }
+  size_t first = 0;
+  if (!options.chart) {
+    if (positional.empty()) throw UsageError("no input picture given (see --help)");
+    options.input = positional[0];
+    first = 1;
+  }
+  for (size_t n = first; n < positional.size(); ++n) {
+    options.calls.push_back(ParseCall(positional[n]));
+  }
+  return options;
+}
+
+std::string UsageText() {
+  return R"(Usage: picture-host [options] INPUT CALL... [-o OUTPUT]
+       picture-host [options] --chart CALL... [-o OUTPUT]
+       picture-host [options] list
+
+Loads the picture plug-in into a test host, lends it INPUT (a PNG or JPEG file)
+as a picture and calls each CALL on it as an extension method, in order:
+  picture-host in.png 'InvertZRK(10, 10, 200, 100)' InvertGrayZRK -o out.png
+A call that returns a picture makes it the current picture; any other result is
+printed as NAME = value. The last picture is written to OUTPUT as PNG (RGBA when
+it has an alpha channel). Without -o nothing is written.
+
+Arguments are host-text literals: 12, -3, &hFF, 1.5, true, false, nil,
+&cFF8000 (a colour), "text" (a quote inside is written twice).
+
+list prints every method and class member the plug-in registers.
+
+Options:
+  -o, --output FILE    write the final picture to FILE as PNG
+  --chart              use the built-in 256x128 colour chart instead of INPUT
+  --plugin PATH        the plug-in to load (default: picture_plugin.so beside
+                       this program)
+  --host-version V     the version the host reports (default 2019.011;
+                       none: the host does not answer)
+  --kind KIND          desktop, console or web (default desktop)
+  --layout N           desktop only: the alpha information (1-6) of the
+                       input picture; default 5, or 1 for a picture with an
+                       alpha channel (which needs 1 to 4). Pictures the host
+                       makes use the same byte order.
+  -h, --help           show this text
+
+Exit status: 0 success; 1 the plug-in left references, locks or exceptions
+unbalanced in the host's ledger; 2 any other error.
+)";
+}
+
+std::string DeclaredName(std::string_view declaration) {
+  return std::string(SplitDeclaration(declaration).name);
+}
+
+std::string DeclaredResultType(std::string_view declaration) {
+  const std::string_view rest = Trim(SplitDeclaration(declaration).rest);
+  if (!StartsWithNoCase(rest, "as") || rest.size() < 3 || !IsBlank(rest[2])) return "";
+  return ToLower(Trim(rest.substr(2)));
+}
+
+Arity DeclaredArity(std::string_view declaration) {
+  Arity arity;
+  const auto parts = SplitDeclaration(declaration);
+  if (!parts.params) return arity;
+  for (std::string_view p : DeclaredParams(*parts.params)) {
+    if (StartsWithNoCase(p, "extends ") || StartsWithNoCase(p, "assigns ")) continue;
+    ++arity.max;
+    if (!HasDefault(p)) ++arity.min;
+  }
+  return arity;
+}
+
+std::vector<Param> PassedParams(std::string_view declaration) {
+  std::vector<Param> out;
+  const auto parts = SplitDeclaration(declaration);
+  if (!parts.params) return out;
+  for (std::string_view p : DeclaredParams(*parts.params)) {
+    if (StartsWithNoCase(p, "extends ") || StartsWithNoCase(p, "assigns ")) continue;
+    Param param;
+    if (StartsWithNoCase(p, "byref ")) {
+      param.byref = true;
+      p = Trim(p.substr(6));
+    } else if (StartsWithNoCase(p, "byval ")) {
+      p = Trim(p.substr(6));
+    }
+    size_t end = 0;
+    while (end < p.size() && IsIdentChar(p[end])) ++end;
+    param.name = std::string(p.substr(0, end));
+    std::string_view rest = Trim(p.substr(end));
+    if (StartsWithNoCase(rest, "as") && rest.size() > 2 && IsBlank(rest[2])) {
+      rest = rest.substr(2);
+      param.type = ToLower(Trim(rest.substr(0, rest.find('='))));
+    }
+    out.push_back(std::move(param));
+  }
+  return out;
+}
+
+std::string ExtensionForm(std::string_view declaration) {
+  const auto parts = SplitDeclaration(declaration);
+  if (!parts.params) return std::string(declaration);
+  const std::string_view params = *parts.params;
+  const std::string_view first = Trim(params);
+  if (!StartsWithNoCase(first, "extends ")) return std::string(declaration);
+
+  const size_t firstStart = static_cast<size_t>(first.data() - declaration.data());
+  const size_t comma = declaration.find(',', firstStart);
+  std::string out;
+  if (comma == std::string_view::npos || comma > parts.close) {
+    // The extends parameter was the only one: drop the parentheses too.
+    out = std::string(declaration.substr(0, parts.open));
+    while (!out.empty() && IsBlank(out.back())) out.pop_back();
+    out += declaration.substr(parts.close + 1);
+  } else {
+    size_t next = comma + 1;
+    while (next < parts.close && IsBlank(declaration[next])) ++next;
+    out = std::string(declaration.substr(0, parts.open + 1));
+    out += declaration.substr(next);
+  }
+  return out;
+}
+
+std::string SetterForm(std::string_view declaration) {
+  const auto parts = SplitDeclaration(declaration);
+  if (parts.params) {
+    for (std::string_view p : DeclaredParams(*parts.params)) {
+      if (StartsWithNoCase(p, "assigns ")) return std::string(declaration);
+    }
+  }
+  const std::string_view rest = Trim(parts.rest);
+  if (!StartsWithNoCase(rest, "as") || rest.size() < 3 || !IsBlank(rest[2])) {
+    return std::string(declaration);  // nothing to assign
+  }
+  std::string out(parts.name);
+  out += '(';
+  if (parts.params && !Trim(*parts.params).empty()) {
+    out += Trim(*parts.params);
+    out += ", ";
+  }
+  out += "assigns value as ";
+  out += Trim(rest.substr(2));
+  out += ')';
+  return out;
+}
+
+std::string FormatResult(const Literal& value, std::string_view resultType) {
+  if (std::holds_alternative<std::monostate>(value)) return "nil";
+  if (const bool* b = std::get_if<bool>(&value)) return *b ? "true" : "false";
+  if (const int64_t* i = std::get_if<int64_t>(&value)) {
+    if (resultType == "color" && *i >= 0 && *i <= 0xFFFFFF) {
+      char buf[16];
+      std::snprintf(buf, sizeof buf, "&c%06X", static_cast<unsigned>(*i));
+      return buf;
+    }
+    return std::to_string(*i);
+  }
+  if (const double* d = std::get_if<double>(&value)) {
+    char buf[64];
+    const auto [end, ec] = std::to_chars(buf, buf + sizeof buf, *d);
+    std::string text(buf, ec == std::errc() ? end : buf);
+    // Keep a double recognisable as one: 2 prints as 2.0.
+    if (text.find_first_of(".eni") == std::string::npos) text += ".0";
+    return text;
+  }
+  // A string, as host text: control characters go in as Chr(n).
+  const std::string& s = std::get<std::string>(value);
+  std::string out = "\"";
+  for (unsigned char c : s) {
+    if (c == '"') {
+      out += "\"\"";
+    } else if (c < 0x20 || c == 0x7F) {
+      out += "\" + Chr(" + std::to_string(c) + ") + \"";
+    } else {
+      out += static_cast<char>(c);
+    }
+  }
+  out += '"';
+  return out;
+}
+
+}  // namespace picture_host
