@@ -57,14 +57,9 @@ Old* convert_prefix(const New* records, size_t count, bool& failed) {
   return out;
 }
 
-void fix_flags(REALmethodDefinition* methods, size_t count) {
-  for (size_t i = 0; methods != nullptr && i < count; ++i) methods[i].flags = ConsoleFlags(methods[i].flags);
-}
-
-void fix_flags(REALproperty* properties, size_t count) {
-  for (size_t i = 0; properties != nullptr && i < count; ++i) {
-    properties[i].flags = ConsoleFlags(properties[i].flags);
-  }
+template <class Record>
+void fix_flags(Record* records, size_t count) {
+  for (size_t i = 0; records != nullptr && i < count; ++i) records[i].flags = ConsoleFlags(records[i].flags);
 }
 
 void register_class(REALclassDefinition* record, EntryPoint<void(REALclassDefinition*)>& registrar) {
@@ -300,7 +295,6 @@ void PluginMain(REALresolver resolver, const PluginTables& tables) {
     }
   }
 
-  if (tables.globals.empty()) return;
   if (registers_modules(rbversion_rbversion)) {
     if (build_globals_module(tables.globals, gGlobalsModule)) register_module(&gGlobalsModule);
   } else {

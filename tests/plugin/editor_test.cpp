@@ -34,9 +34,7 @@ TEST_F(EditorTest, RefusedPicturesGiveNil) {
     HostConfig config;
   };
   auto shape = [](uint32_t alphaInfo, bool alpha, uint32_t bits = 32, bool drawOnly = false) {
-    PictureSpec s;
-    s.width = 4;
-    s.height = 3;
+    PictureSpec s = sized(4, 3);
     s.alphaInfo = alphaInfo;
     s.hasAlphaChannel = alpha;
     s.bitsPerPixel = bits;
@@ -88,9 +86,7 @@ TEST_F(EditorTest, NilPictureGivesNil) {
 // only by the host.
 TEST_F(EditorTest, ResultSizeLimits) {
   testhost::Host& h = StartHost();
-  PictureSpec wide;
-  wide.width = 32768;
-  wide.height = 1;
+  PictureSpec wide = sized(32768, 1);
   Ref opaque = h.NewPicture(wide);
   EXPECT_FALSE(InvertGivesPicture(opaque));
   wide.width = 32767;
@@ -163,10 +159,7 @@ TEST_F(EditorTest, HostKindWithoutClassLookup) {
     config.kind = kind;
     config.missing = {"pluginObjectType"};
     testhost::Host& h = StartHost(config);
-    PictureSpec shape;
-    shape.width = 3;
-    shape.height = 2;
-    Ref source = h.NewPicture(shape);
+    Ref source = h.NewPicture(sized(3, 2));
     EXPECT_TRUE(InvertGivesPicture(source));
     EXPECT_TRUE(InvertGivesPicture(source)) << "second call, kind settled";
     source = {};
@@ -178,10 +171,7 @@ TEST_F(EditorTest, HostKindWithoutClassLookup) {
 // the plug-in took is undone.
 TEST_F(EditorTest, ResultsAreClearedAndLocksReturned) {
   testhost::Host& h = StartHost();
-  PictureSpec shape;
-  shape.width = 3;
-  shape.height = 3;
-  Ref source = h.NewPicture(shape);
+  Ref source = h.NewPicture(sized(3, 3));
   CallResult r = h.CallMethod(source.get(), "InvertZRK", {});
   ASSERT_TRUE(std::holds_alternative<Ref>(r.value));
   EXPECT_GE(h.ClearCacheCount(std::get<Ref>(r.value).picture()), 1);

@@ -1,7 +1,7 @@
 // Inversion through the registered methods, over every way a host lends a
 // picture: whole pictures and rectangles (clipped, outside, reaching to the
 // edge), compared pixel by pixel with a plain reference; pixels outside the
-// rectangle keep what a fresh picture holds.
+// rectangle keep what a fresh picture holds, and the source stays as it was.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -42,6 +42,9 @@ class InvertTest : public PluginTest, public ::testing::WithParamInterface<Lendi
     const Lending& l = GetParam();
     testhost::Host& h = host();
     Ref source = random_picture(h, l, width, height, static_cast<uint32_t>(width * 131 + height));
+    std::vector<Pixel> before;
+    for (int32_t y = 0; y < height; ++y)
+      for (int32_t x = 0; x < width; ++x) before.push_back(h.GetPixel(source.picture(), x, y));
     std::vector<Value> args;
     if (area) args = {int64_t{area->left}, int64_t{area->top}, int64_t{area->width}, int64_t{area->height}};
     CallResult r = h.CallMethod(source.get(), method, args);
@@ -60,12 +63,14 @@ class InvertTest : public PluginTest, public ::testing::WithParamInterface<Lendi
       for (int32_t x = 0; x < width; ++x) {
         Pixel want = fresh_pixel(l);
         if (inside(area.value_or(whole), x, y, width, height)) {
-          want = invert(h.GetPixel(source.picture(), x, y), greyOnly);
+          want = invert(before[static_cast<size_t>(y) * width + x], greyOnly);
           want.a = written_alpha(l);
         }
         const Pixel got = h.GetPixel(result, x, y);
         ASSERT_EQ(got, want) << method << " " << width << "x" << height << " at " << x << "," << y << ": got "
                              << describe(got) << ", want " << describe(want);
+        ASSERT_EQ(h.GetPixel(source.picture(), x, y), before[static_cast<size_t>(y) * width + x])
+            << "the source is only read";
       }
     }
   }
@@ -93,23 +98,6 @@ TEST_P(InvertTest, RectanglesAreClippedWithTheCallersEdges) {
   }
 }
 
-TEST_P(InvertTest, TwiceGivesBackTheColours) {
-  const Lending& l = GetParam();
-  testhost::Host& h = StartHost(config_for(l));
-  Ref source = random_picture(h, l, 13, 5, 99);
-  CallResult once = h.CallMethod(source.get(), "InvertZRK", {});
-  ASSERT_TRUE(std::holds_alternative<Ref>(once.value));
-  CallResult twice = h.CallMethod(std::get<Ref>(once.value).get(), "InvertZRK", {});
-  ASSERT_TRUE(std::holds_alternative<Ref>(twice.value));
-  for (int32_t y = 0; y < 5; ++y) {
-    for (int32_t x = 0; x < 13; ++x) {
-      Pixel want = h.GetPixel(source.picture(), x, y);
-      Pixel got = h.GetPixel(std::get<Ref>(twice.value).picture(), x, y);
-      ASSERT_EQ(std::tie(got.r, got.g, got.b), std::tie(want.r, want.g, want.b)) << x << "," << y;
-    }
-  }
-}
-
 INSTANTIATE_TEST_SUITE_P(AllLendings, InvertTest, ::testing::ValuesIn(kLendings),
                          [](const auto& info) { return std::string(info.param.name); });
 
@@ -117,10 +105,7 @@ class InvertCases : public PluginTest {};
 
 TEST_F(InvertCases, WorkedExamples) {
   testhost::Host& h = StartHost();
-  testhost::PictureSpec shape;
-  shape.width = 3;
-  shape.height = 1;
-  Ref source = h.NewPicture(shape);
+  Ref source = h.NewPicture(sized(3, 1));
   h.SetPixel(source.picture(), 0, 0, Pixel{255, 255, 255, 255});
   h.SetPixel(source.picture(), 1, 0, Pixel{10, 20, 30, 255});
   h.SetPixel(source.picture(), 2, 0, Pixel{200, 200, 200, 255});
@@ -136,20 +121,6 @@ TEST_F(InvertCases, WorkedExamples) {
   EXPECT_EQ(h.GetPixel(std::get<Ref>(grey.value).picture(), 2, 0), (Pixel{55, 55, 55, 255}));
 }
 
-// The source is only read: its pixels stay as they were.
-TEST_F(InvertCases, LeavesTheSourceAlone) {
-  const Lending& l = kLendings[0];
-  testhost::Host& h = StartHost(config_for(l));
-  Ref source = random_picture(h, l, 7, 3, 5);
-  std::vector<uint32_t> before;
-  for (int32_t y = 0; y < 3; ++y)
-    for (int32_t x = 0; x < 7; ++x) before.push_back(h.Word(source.picture(), x, y));
-  for (const char* m : {"InvertZRK", "InvertGrayZRK"}) ASSERT_TRUE(h.CallMethod(source.get(), m, {}).ok());
-  size_t i = 0;
-  for (int32_t y = 0; y < 3; ++y)
-    for (int32_t x = 0; x < 7; ++x) EXPECT_EQ(h.Word(source.picture(), x, y), before[i++]);
-}
-
 // The methods answer in every host version band, whether registered on the class
 // or as module functions.
 TEST_F(InvertCases, WorksInEveryHostVersionBand) {
@@ -159,10 +130,7 @@ TEST_F(InvertCases, WorksInEveryHostVersionBand) {
     testhost::HostConfig config;
     config.version = version;
     testhost::Host& h = StartHost(config);
-    testhost::PictureSpec shape;
-    shape.width = 2;
-    shape.height = 2;
-    Ref source = h.NewPicture(shape);
+    Ref source = h.NewPicture(sized(2, 2));
     h.SetPixel(source.picture(), 1, 1, Pixel{1, 2, 3, 255});
     CallResult r = h.CallMethod(source.get(), "InvertZRK", {int64_t{1}, int64_t{1}, int64_t{1}, int64_t{1}});
     ASSERT_TRUE(r.ok()) << r.error;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <random>
 #include <string>
 
@@ -50,10 +51,16 @@ inline testhost::HostConfig config_for(const Lending& l) {
   return config;
 }
 
-inline testhost::PictureSpec shape_for(const Lending& l, int32_t width, int32_t height) {
+// A desktop-default picture of the given size.
+inline testhost::PictureSpec sized(int32_t width, int32_t height) {
   testhost::PictureSpec shape;
   shape.width = width;
   shape.height = height;
+  return shape;
+}
+
+inline testhost::PictureSpec shape_for(const Lending& l, int32_t width, int32_t height) {
+  testhost::PictureSpec shape = sized(width, height);
   shape.alphaInfo = l.alphaInfo;
   shape.hasAlphaChannel = l.hasAlphaChannel;
   shape.rowPadding = l.rowPadding;
@@ -96,8 +103,9 @@ inline testhost::Ref random_picture(testhost::Host& host, const Lending& l, int3
 }
 
 inline std::string describe(Pixel p) {
-  return "(" + std::to_string(p.r) + ", " + std::to_string(p.g) + ", " + std::to_string(p.b) + ", a " +
-         std::to_string(p.a) + ")";
+  char text[32];
+  std::snprintf(text, sizeof text, "(%d, %d, %d, a %d)", p.r, p.g, p.b, p.a);
+  return text;
 }
 
 }  // namespace pixeltest

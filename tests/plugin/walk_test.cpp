@@ -1,4 +1,4 @@
-// The pixel formats, rectangle clipping and the map walker on editors laid over
+// The pixel formats and the map walker on editors laid over
 // plain buffers: every (reader, writer) family pair, widths that cross vector
 // tails, row tables whose rows are separate allocations, and untouched bytes
 // around every row.
@@ -46,28 +46,6 @@ TEST(Layout, ReadsAndWritesEachFormatByItsTable) {
       }
     });
   }
-}
-
-TEST(ClipRect, KeepsTheCallersRightAndBottomEdges) {
-  struct Case {
-    int32_t left, top, width, height;
-    Rect expected;
-  };
-  const Case cases[] = {
-      {0, 0, 10, 8, {0, 0, 10, 8}},         {2, 3, 4, 2, {2, 3, 6, 5}},
-      {-3, -2, 5, 4, {0, 0, 2, 2}},         {8, 6, 100, 100, {8, 6, 10, 8}},
-      {20, 20, 5, 5, {20, 20, 10, 8}},      {-10, 0, 5, 8, {0, 0, 0, 8}},
-      {INT32_MAX, 0, 10, 8, {INT32_MAX, 0, 10, 8}}, {INT32_MIN, INT32_MIN, INT32_MAX, 3, {0, 0, 0, 0}},
-  };
-  for (const Case& c : cases) {
-    const Rect r = ClipRect(c.left, c.top, c.width, c.height, 10, 8);
-    EXPECT_EQ(r.x0, c.expected.x0);
-    EXPECT_EQ(r.y0, c.expected.y0);
-    EXPECT_EQ(r.x1, c.expected.x1);
-    EXPECT_EQ(r.y1, c.expected.y1);
-  }
-  EXPECT_TRUE(ClipRect(20, 20, 5, 5, 10, 8).empty());
-  EXPECT_TRUE(ClipRect(INT32_MAX, 0, 10, 8, 10, 8).empty());
 }
 
 // A picture held by the test: each row is its own allocation with sentinel words
