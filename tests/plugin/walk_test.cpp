@@ -4,15 +4,36 @@
 // around every row.
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <memory>
 #include <random>
 #include <vector>
 
+#include "pixels/channel.h"
 #include "pixels/layout.h"
 #include "pixels/walk.h"
 
 namespace picture {
 namespace {
+
+TEST(Channel, TruncatesTowardZeroAndSendsWhatDoesNotFitToTheMostNegative) {
+  struct Case {
+    double in;
+    int32_t out;
+  };
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  const double inf = std::numeric_limits<double>::infinity();
+  const Case cases[] = {
+      {254.9, 254},         {-0.7, 0},           {-1.5, -1},          {2147483647.9, INT32_MAX},
+      {-2147483648.9, INT32_MIN}, {2147483648.0, INT32_MIN}, {-2147483649.0, INT32_MIN}, {nan, INT32_MIN},
+      {inf, INT32_MIN},     {-inf, INT32_MIN},   {1e300, INT32_MIN},
+  };
+  for (const Case& c : cases) EXPECT_EQ(TruncateToInt32(c.in), c.out) << c.in;
+  EXPECT_EQ(Clamp255(INT32_MIN), 0u);
+  EXPECT_EQ(Clamp255(-1), 0u);
+  EXPECT_EQ(Clamp255(255), 255u);
+  EXPECT_EQ(Clamp255(256), 255u);
+}
 
 struct FormatCase {
   int32_t format;
