@@ -24,6 +24,12 @@ struct PluginTables {
 
 void PluginMain(REALresolver resolver, const PluginTables& tables);
 
+// A function as the records store it.
+template <class F>
+REALproc proc(F* function) {
+  return reinterpret_cast<REALproc>(function);
+}
+
 // Flag bits whose meaning depends on the host.
 inline constexpr uint32_t kFlagConsoleSafe = 0x40000;  // becomes 4 from 2010.029
 inline constexpr uint32_t kFlagHostDependent = 0x80000;  // becomes 8 from 2010.029

@@ -1,15 +1,13 @@
 // The Host object: construction and teardown, loading a private copy of a plug-in
-// (through a memfd, so that every Host starts with fresh plug-in globals), the
+// (under a name of its own, so that every Host starts with fresh plug-in globals), the
 // resolver that hands the plug-in its entry points, and Ref.
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
 #include <utility>
 
 #include "host/host_internal.h"
@@ -28,39 +26,42 @@ bool set_error(std::string* error, std::string message) {
   return false;
 }
 
-// A copy of the file in an anonymous memory file, on a descriptor number not used
-// by the previous copies: the loader matches already-loaded libraries by path, so
-// a copy that could not be unloaded must not be mistaken for the new one.
-int copy_to_memfd(const std::string& path, std::string* error) {
+// A copy of the file under a name never used before in this process (its id and
+// a serial number): the loader matches already-loaded libraries by name, so a copy
+// that was not unloaded must never be mistaken for a new one. The caller removes
+// the file once it is loaded.
+std::string new_copy_name(std::string* error, int* fd) {
+  static int serial = 0;
+  const char* tmp = std::getenv("TMPDIR");
+  std::string name = std::string(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") + "/plugin-copy-" +
+                     std::to_string(getpid()) + "-" + std::to_string(++serial) + "-XXXXXX.so";
+  *fd = mkstemps(name.data(), 3);
+  if (*fd < 0) {
+    set_error(error, "cannot make a file for the plug-in copy");
+    return {};
+  }
+  return name;
+}
+
+std::string copy_plugin(const std::string& path, std::string* error) {
   std::ifstream in(path, std::ios::binary);
   if (!in) {
     set_error(error, "cannot read " + path);
-    return -1;
+    return {};
   }
-  const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  int fd = memfd_create("plugin-copy", MFD_CLOEXEC);
-  if (fd < 0) {
-    set_error(error, "memfd_create failed");
-    return -1;
+  int fd = -1;
+  std::string copy = new_copy_name(error, &fd);
+  if (copy.empty()) return {};
+  close(fd);
+  std::ofstream out(copy, std::ios::binary);
+  out << in.rdbuf();
+  out.close();
+  if (!out) {
+    unlink(copy.c_str());
+    set_error(error, "cannot copy " + path);
+    return {};
   }
-  size_t written = 0;
-  while (written < bytes.size()) {
-    const ssize_t n = write(fd, bytes.data() + written, bytes.size() - written);
-    if (n <= 0) {
-      close(fd);
-      set_error(error, "cannot copy " + path);
-      return -1;
-    }
-    written += static_cast<size_t>(n);
-  }
-  static int serial = 0;
-  const int floor = 200 + (serial++ % 512);
-  const int moved = fcntl(fd, F_DUPFD_CLOEXEC, floor);
-  if (moved >= 0) {
-    close(fd);
-    fd = moved;
-  }
-  return fd;
+  return copy;
 }
 
 // Under LeakSanitizer an unloaded copy would take its globals out of the root set,
@@ -154,11 +155,10 @@ void* Host::Resolve(const char* name) const {
 
 bool Host::LoadPlugin(const std::string& path, std::string* error) {
   if (impl_->library != nullptr) return set_error(error, "a plug-in is already loaded");
-  const int fd = copy_to_memfd(path, error);
-  if (fd < 0) return false;
-  const std::string copy_path = "/proc/self/fd/" + std::to_string(fd);
+  const std::string copy_path = copy_plugin(path, error);
+  if (copy_path.empty()) return false;
   void* library = dlopen(copy_path.c_str(), RTLD_NOW | RTLD_LOCAL);
-  close(fd);  // the mapping keeps the copy alive
+  unlink(copy_path.c_str());  // the mapping keeps the copy alive
   if (library == nullptr) {
     const char* reason = dlerror();
     return set_error(error, "cannot load " + path + ": " + (reason != nullptr ? reason : "unknown reason"));

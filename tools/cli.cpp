@@ -229,6 +229,24 @@ bool HasDefault(std::string_view param) {
   return false;
 }
 
+bool IsName(std::string_view t) {
+  if (t.empty() || !IsIdentStart(t[0])) return false;
+  for (char c : t) {
+    if (!IsIdentChar(c)) return false;
+  }
+  return true;
+}
+
+// A literal or self; in a setting also a bare name (the keywords stay literals).
+Argument ParseValue(std::string_view text, bool allowWord) {
+  const std::string_view t = Trim(text);
+  if (EqualsNoCase(t, "self")) return CurrentPicture{};
+  if (allowWord && IsName(t) && !EqualsNoCase(t, "true") && !EqualsNoCase(t, "false") && !EqualsNoCase(t, "nil")) {
+    return Word{std::string(t)};
+  }
+  return ParseLiteral(t);
+}
+
 std::string TakeValue(std::span<const std::string> args, size_t& i, std::string_view name,
                       const std::optional<std::string>& inlineValue) {
   if (inlineValue) return *inlineValue;
@@ -275,13 +293,34 @@ Call ParseCall(std::string_view text) {
     throw UsageError("bad call " + Quoted(text) + ": unexpected text after ')'");
   }
   if (parts.size() == 1 && Trim(parts[0]).empty()) return call;
+  const auto bad = [&](const std::string& why) { return UsageError("bad call " + Quoted(text) + ": " + why); };
   for (size_t n = 0; n < parts.size(); ++n) {
-    try {
-      call.args.push_back(ParseLiteral(parts[n]));
-    } catch (const UsageError& e) {
-      throw UsageError("bad call " + Quoted(text) + ": argument " + std::to_string(n + 1) + ": " +
-                       e.what());
+    const std::string_view part = Trim(parts[n]);
+    size_t nameEnd = 0;
+    while (nameEnd < part.size() && IsIdentChar(part[nameEnd])) ++nameEnd;
+    size_t eq = nameEnd;
+    while (eq < part.size() && IsBlank(part[eq])) ++eq;
+    if (nameEnd == 0 || !IsIdentStart(part[0]) || eq == part.size() || part[eq] != '=') {
+      try {
+        call.args.push_back(ParseValue(part, false));
+      } catch (const UsageError& e) {
+        throw bad("argument " + std::to_string(n + 1) + ": " + e.what());
+      }
+      continue;
     }
+    Setting setting{std::string(part.substr(0, nameEnd)), {}};
+    for (const Setting& earlier : call.settings) {
+      if (EqualsNoCase(earlier.name, setting.name)) throw bad(setting.name + " is set twice");
+    }
+    try {
+      setting.value = ParseValue(part.substr(eq + 1), true);
+    } catch (const UsageError& e) {
+      throw bad("setting " + setting.name + ": " + e.what());
+    }
+    call.settings.push_back(std::move(setting));
+  }
+  if (!call.args.empty() && !call.settings.empty()) {
+    throw bad("settings (Name=value) and plain arguments cannot be mixed");
   }
   return call;
 }
@@ -391,14 +430,31 @@ std::string UsageText() {
        picture-host [options] list
 
 Loads the picture plug-in into a test host, lends it INPUT (a PNG or JPEG file)
-as a picture and calls each CALL on it as an extension method, in order:
+as a picture and makes each CALL on it, in order:
   picture-host in.png 'InvertZRK(10, 10, 200, 100)' InvertGrayZRK -o out.png
+A CALL names a method or a plug-in class:
+  Method(arg, ...)        an extension method of the current picture or, when
+                          none takes these arguments, a global method; self
+                          passes the current picture:
+                            'TintPictureZRK(self, &c808080, &cFFC080)'
+  Class(Name=value, ...)  a new instance of a plug-in class takes the current
+                          picture as SourcePicture and each setting, then Run;
+                          its DestinationPicture becomes the current picture:
+                            'PictureSepiaZRK(SepiaRed=40, SepiaBlue=-20)'
 A call that returns a picture makes it the current picture; any other result is
 printed as NAME = value. The last picture is written to OUTPUT as PNG (RGBA when
 it has an alpha channel). Without -o nothing is written.
 
-Arguments are host-text literals: 12, -3, &hFF, 1.5, true, false, nil,
-&cFF8000 (a colour), "text" (a quote inside is written twice).
+Arguments and settings are host-text literals or self: 12, -3, &hFF, 1.5, true,
+false, nil, &cFF8000 (a colour), "text" (a quote inside is written twice).
+
+A lookup table's lattice, the indexed property Table(r, g, b, x), is set whole:
+from a built-in table, identity, invert or warm ('PictureLut3DZRK(Table=warm)'),
+or from a text file ('PictureLut3DZRK(Table="grade.txt")') of lines
+  r g b  red green blue
+each giving a node's indices (0 to 17; index i stands for the channel value
+17*i) and its output colour in channel units. '#' starts a comment; nodes not
+given map to themselves.
 
 list prints every method and class member the plug-in registers.
 

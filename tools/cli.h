@@ -33,13 +33,35 @@ using Literal = std::variant<std::monostate, int64_t, double, bool, std::string>
 // unsigned (-2147483648 to 4294967295).
 Literal ParseLiteral(std::string_view text);
 
+// `self` (any case): the current picture, passed as an argument or a setting.
+struct CurrentPicture {
+  bool operator==(const CurrentPicture&) const = default;
+};
+// A bare name as a setting's value, such as the built-in table in "Table=warm";
+// the setting decides what it stands for.
+struct Word {
+  std::string text;
+  bool operator==(const Word&) const = default;
+};
+using Argument = std::variant<Literal, CurrentPicture, Word>;
+
+// "Name=value" in a call: a property of a plug-in class to set before it runs.
+struct Setting {
+  std::string name;
+  Argument value;
+  bool operator==(const Setting&) const = default;
+};
+
 struct Call {
   std::string text;  // as given, for messages
   std::string name;
-  std::vector<Literal> args;
+  std::vector<Argument> args;     // never a Word
+  std::vector<Setting> settings;  // a call has these or args, not both
 };
 
-// "Name" or "Name(arg, ...)"; blanks around the parts are allowed.
+// "Name", "Name(arg, ...)" or "Name(Setting=value, ...)"; blanks around the parts
+// are allowed. An argument is a literal or self; a setting's value may also be a
+// bare name. Settings are told apart by name case-insensitively, like properties.
 Call ParseCall(std::string_view text);
 
 enum class Command { kRun, kList, kHelp };

@@ -1,6 +1,7 @@
 // picture-host: runs the picture plug-in in the test host from the command line.
 // Reads a PNG or JPEG, lends it to the plug-in as a host picture, calls extension
-// methods on it in turn and writes the last picture out as PNG. See --help.
+// methods, global methods and plug-in classes on it in turn and writes the last
+// picture out as PNG. See --help.
 #include <algorithm>
 #include <cctype>
 #include <csignal>
@@ -19,6 +20,7 @@
 #include "tools/chart.h"
 #include "tools/cli.h"
 #include "tools/image_io.h"
+#include "tools/lattice.h"
 #include "tools/lending.h"
 
 namespace picture_host {
@@ -138,20 +140,55 @@ Image TakePicture(const Host& host, REALpicture picture) {
 
 // ---- calls ----
 
-Value ToValue(const Literal& literal) {
-  return std::visit([](const auto& v) -> Value { return v; }, literal);
+// The plug-in's code runs from here until the scope ends (destructors included).
+class InPlugin {
+ public:
+  explicit InPlugin(const std::string& code) { SetCrashContext(code); }
+  ~InPlugin() { SetCrashContext(""); }
+  InPlugin(const InPlugin&) = delete;
+  InPlugin& operator=(const InPlugin&) = delete;
+};
+
+// Turns a call the host did not make, or an exception the plug-in raised, into the run's failure.
+void Check(const testhost::CallResult& result, const std::string& what) {
+  if (!result.ok()) throw ToolError(what + ": " + result.error);
+  if (!result.exception) return;
+  std::string text = what + " raised " + result.exception->className;
+  if (!result.exception->message.empty()) text += ": " + result.exception->message;
+  if (result.exception->errorNumber != 0) text += " (error " + std::to_string(result.exception->errorNumber) + ")";
+  throw ToolError(text);
 }
 
-// The declarations of the extension methods a call may reach: those of its name
-// that take as many arguments as it passes.
-std::vector<std::string> Reachable(const std::vector<testhost::Callable>& callables, const Call& call) {
+// `self` is another reference to the current picture.
+Value ToValue(const Argument& argument, const Ref& current, const std::string& what) {
+  if (std::holds_alternative<CurrentPicture>(argument)) return current;
+  if (const Word* word = std::get_if<Word>(&argument)) {
+    throw ToolError(what + ": '" + word->text + "' is neither a literal nor self");
+  }
+  return std::visit([](const auto& v) -> Value { return v; }, std::get<Literal>(argument));
+}
+
+struct Plugin {
+  std::vector<testhost::Callable> callables;
+  std::set<std::string> classes;
+};
+
+// Who owns the methods a call may reach.
+enum class Scope { kPicture, kGlobal };
+
+bool InScope(const Plugin& plugin, const testhost::Callable& c, Scope scope) {
+  if (scope == Scope::kPicture) return SameName(c.owner, "Picture");
+  return !SameName(c.owner, "Picture") && !plugin.classes.count(c.owner);  // unowned, or in a module
+}
+
+// The declarations a call may reach: those of its name in `scope` that take as
+// many arguments as it passes; with `anyArity`, every one of its name.
+std::vector<std::string> Reachable(const Plugin& plugin, Scope scope, const Call& call, bool anyArity = false) {
   std::vector<std::string> out;
-  for (const auto& c : callables) {
-    if (!SameName(c.owner, "Picture") || c.isSetter || !SameName(DeclaredName(c.declaration), call.name)) {
-      continue;
-    }
+  for (const auto& c : plugin.callables) {
+    if (!InScope(plugin, c, scope) || c.isSetter || !SameName(DeclaredName(c.declaration), call.name)) continue;
     const Arity arity = DeclaredArity(c.declaration);
-    if (call.args.size() >= arity.min && call.args.size() <= arity.max) out.push_back(c.declaration);
+    if (anyArity || (call.args.size() >= arity.min && call.args.size() <= arity.max)) out.push_back(c.declaration);
   }
   return out;
 }
@@ -186,6 +223,131 @@ std::string Describe(const Host& host, const Value& value, const std::string& ty
   return FormatResult(literal, type);
 }
 
+// An extension method on the current picture or, when no extension of that name
+// takes the arguments, a global method. A picture result becomes the current
+// picture; any other is printed, byref arguments after it.
+void RunMethod(Host& host, const Plugin& plugin, const Call& call, Ref& current) {
+  if (!call.settings.empty()) {
+    throw ToolError(call.text + ": only plug-in classes take settings (Name=value), and " + call.name + " is none");
+  }
+  std::vector<std::string> reached = Reachable(plugin, Scope::kPicture, call);
+  Scope scope = Scope::kPicture;
+  // When nothing fits, the host's complaint is about the extension of that name if there is one.
+  if (std::vector<std::string> globals = Reachable(plugin, Scope::kGlobal, call);
+      reached.empty() && (!globals.empty() || Reachable(plugin, Scope::kPicture, call, true).empty())) {
+    scope = Scope::kGlobal;
+    reached = std::move(globals);
+  }
+
+  std::vector<Value> args;
+  for (size_t i = 0; i < call.args.size(); ++i) {
+    args.push_back(ToValue(call.args[i], current, call.text + ": argument " + std::to_string(i + 1)));
+  }
+  testhost::CallResult result;
+  {
+    InPlugin running(call.text);
+    result = scope == Scope::kPicture ? host.CallMethod(current.get(), call.name, std::move(args))
+                                      : host.Call(call.name, std::move(args));
+  }
+  Check(result, call.text);
+
+  const std::string type = ResultTypeOf(reached);
+  if (Ref* object = std::get_if<Ref>(&result.value); object && *object && type == "picture") {
+    current = std::move(*object);
+  } else if (type == "picture") {
+    throw ToolError(call.text + " returned nil: the plug-in made no picture");
+  } else if (!type.empty() || !std::holds_alternative<std::monostate>(result.value)) {
+    std::cout << call.name << " = " << Describe(host, result.value, type) << '\n';
+  }
+  if (reached.size() == 1) {
+    const std::vector<Param> params = PassedParams(reached[0]);
+    for (size_t i = 0; i < params.size() && i < result.args.size(); ++i) {
+      if (!params[i].byref) continue;
+      std::cout << call.name << "." << params[i].name << " = " << Describe(host, result.args[i], params[i].type)
+                << '\n';
+    }
+  }
+}
+
+// Fills an indexed property Name(r, g, b, x) of `object` node by node.
+void FillLattice(Host& host, const Plugin& plugin, const testhost::ClassRecord& record, const Call& call,
+                 const Setting& setting, REALobject object) {
+  const std::string what = call.text + ": " + setting.name;
+  for (const auto& c : plugin.callables) {
+    if (c.isSetter && c.owner == record.name && SameName(DeclaredName(c.declaration), setting.name) &&
+        PassedParams(c.declaration).size() != 4) {
+      throw ToolError(what + " is not indexed by r, g, b and x; only such a table can be filled");
+    }
+  }
+  const Lattice lattice = [&] {
+    if (const Word* word = std::get_if<Word>(&setting.value)) {
+      if (auto builtIn = BuiltInLattice(word->text)) return *builtIn;
+      throw ToolError(what + ": no built-in table '" + word->text + "' (" + std::string(kBuiltInLattices) + ")");
+    }
+    const Literal* literal = std::get_if<Literal>(&setting.value);
+    const std::string* path = literal ? std::get_if<std::string>(literal) : nullptr;
+    if (path == nullptr) {
+      throw ToolError(what + " takes a built-in table (" + std::string(kBuiltInLattices) + ") or a \"file\"");
+    }
+    try {
+      return ReadLattice(*path);
+    } catch (const LatticeError& e) {
+      throw ToolError(what + ": " + e.what());
+    }
+  }();
+  for (int r = 0; r < kLatticeSide; ++r) {
+    for (int g = 0; g < kLatticeSide; ++g) {
+      for (int b = 0; b < kLatticeSide; ++b) {
+        for (int x = 0; x < 3; ++x) {
+          Check(host.Assign(object, setting.name, {int64_t{r}, int64_t{g}, int64_t{b}, int64_t{x}},
+                            lattice[LatticeIndex(r, g, b, x)]),
+                what);
+        }
+      }
+    }
+  }
+}
+
+// A plug-in class run as a program runs it: a new instance gets the current
+// picture as SourcePicture and every setting, then Run; its DestinationPicture
+// becomes the current picture. The instance goes when this returns.
+void RunClass(Host& host, const Plugin& plugin, const testhost::ClassRecord& record, const Call& call, Ref& current) {
+  if (!call.args.empty()) {
+    throw ToolError(call.text + ": " + record.name + " is a class; it takes settings (Name=value), not arguments");
+  }
+  InPlugin running(call.text);  // constructor, accessors, Run and destructor
+  const Ref object = host.NewInstance(record.name);
+  if (!object) throw ToolError(call.text + ": the host could not make a " + record.name);
+  Check(host.SetProperty(object.get(), "SourcePicture", current), call.text + ": SourcePicture");
+
+  for (const Setting& setting : call.settings) {
+    const bool property = std::any_of(record.properties.begin(), record.properties.end(),
+                                      [&](const auto& p) { return SameName(p.name, setting.name); });
+    const bool indexed = std::any_of(plugin.callables.begin(), plugin.callables.end(), [&](const auto& c) {
+      return c.isSetter && c.owner == record.name && SameName(DeclaredName(c.declaration), setting.name);
+    });
+    if (property) {
+      const Value value = ToValue(setting.value, current, call.text + ": " + setting.name);
+      Check(host.SetProperty(object.get(), setting.name, value), call.text);  // the host names the property
+    } else if (indexed) {
+      FillLattice(host, plugin, record, call, setting, object.get());
+    } else {
+      throw ToolError(call.text + ": " + record.name + " has no property " + setting.name);
+    }
+  }
+
+  const testhost::CallResult ran = host.CallMethod(object.get(), "Run", {});
+  Check(ran, call.text + ": Run");
+  if (const bool* done = std::get_if<bool>(&ran.value); done == nullptr || !*done) {
+    throw ToolError(call.text + ": Run returned " + Describe(host, ran.value, "boolean"));
+  }
+  testhost::CallResult made = host.GetProperty(object.get(), "DestinationPicture");
+  Check(made, call.text + ": DestinationPicture");
+  Ref* picture = std::get_if<Ref>(&made.value);
+  if (picture == nullptr || !*picture) throw ToolError(call.text + ": Run left DestinationPicture nil");
+  current = std::move(*picture);
+}
+
 // Runs the calls on the input and writes the result. Returns the failure that
 // ended the run, if any; every host reference it took is gone when it returns.
 std::optional<std::string> RunCalls(Host& host, const Options& options, const Image& input) {
@@ -193,41 +355,17 @@ std::optional<std::string> RunCalls(Host& host, const Options& options, const Im
     const uint32_t layout =
         options.host.kind == testhost::HostKind::kDesktop ? InputLayout(options, input) : 5;
     Ref current = LendPicture(host, input, layout);
-    const std::vector<testhost::Callable> callables = host.Callables();
+    Plugin plugin{host.Callables(), {}};
+    for (const auto& c : host.registrations().classes) plugin.classes.insert(c.name);
 
+    const auto& classes = host.registrations().classes;
     for (const Call& call : options.calls) {
-      std::vector<Value> args;
-      for (const Literal& literal : call.args) args.push_back(ToValue(literal));
-      SetCrashContext(call.text);
-      testhost::CallResult result = host.CallMethod(current.get(), call.name, std::move(args));
-      SetCrashContext("");
-      if (!result.ok()) return call.text + ": " + result.error;
-      if (result.exception) {
-        std::string text = call.text + " raised " + result.exception->className;
-        if (!result.exception->message.empty()) text += ": " + result.exception->message;
-        if (result.exception->errorNumber != 0) {
-          text += " (error " + std::to_string(result.exception->errorNumber) + ")";
-        }
-        return text;
-      }
-
-      const std::vector<std::string> reached = Reachable(callables, call);
-      const std::string type = ResultTypeOf(reached);
-      if (Ref* object = std::get_if<Ref>(&result.value); object && *object && type == "picture") {
-        current = std::move(*object);
-      } else if (type == "picture") {
-        return call.text + " returned nil: the plug-in made no picture";
-      } else if (!type.empty() || !std::holds_alternative<std::monostate>(result.value)) {
-        std::cout << call.name << " = " << Describe(host, result.value, type) << '\n';
-      }
-      // Byref arguments come back as the plug-in left them.
-      if (reached.size() == 1) {
-        const std::vector<Param> params = PassedParams(reached[0]);
-        for (size_t i = 0; i < params.size() && i < result.args.size(); ++i) {
-          if (!params[i].byref) continue;
-          std::cout << call.name << "." << params[i].name << " = "
-                    << Describe(host, result.args[i], params[i].type) << '\n';
-        }
+      const auto record =
+          std::find_if(classes.begin(), classes.end(), [&](const auto& c) { return SameName(c.name, call.name); });
+      if (record != classes.end()) {
+        RunClass(host, plugin, *record, call, current);
+      } else {
+        RunMethod(host, plugin, call, current);
       }
     }
 

@@ -42,37 +42,16 @@ class InvertTest : public PluginTest, public ::testing::WithParamInterface<Lendi
     const Lending& l = GetParam();
     testhost::Host& h = host();
     Ref source = random_picture(h, l, width, height, static_cast<uint32_t>(width * 131 + height));
-    std::vector<Pixel> before;
-    for (int32_t y = 0; y < height; ++y)
-      for (int32_t x = 0; x < width; ++x) before.push_back(h.GetPixel(source.picture(), x, y));
+    const std::vector<Pixel> before = pixels_of(h, source.picture());
     std::vector<Value> args;
     if (area) args = {int64_t{area->left}, int64_t{area->top}, int64_t{area->width}, int64_t{area->height}};
-    CallResult r = h.CallMethod(source.get(), method, args);
-    ASSERT_TRUE(r.ok()) << r.error;
-    ASSERT_FALSE(r.exception.has_value());
-    ASSERT_TRUE(std::holds_alternative<Ref>(r.value)) << method << " returned nil";
-    const REALpicture result = std::get<Ref>(r.value).picture();
-    ASSERT_NE(result, source.picture());
-    ASSERT_EQ(h.Width(result), width);
-    ASSERT_EQ(h.Height(result), height);
-    EXPECT_EQ(h.HasAlphaChannel(result), l.hasAlphaChannel);
-    EXPECT_EQ(h.PixelFormat(result), result_format(l));
-
     const Area whole{0, 0, -1, -1};
-    for (int32_t y = 0; y < height; ++y) {
-      for (int32_t x = 0; x < width; ++x) {
-        Pixel want = fresh_pixel(l);
-        if (inside(area.value_or(whole), x, y, width, height)) {
-          want = invert(before[static_cast<size_t>(y) * width + x], greyOnly);
-          want.a = written_alpha(l);
-        }
-        const Pixel got = h.GetPixel(result, x, y);
-        ASSERT_EQ(got, want) << method << " " << width << "x" << height << " at " << x << "," << y << ": got "
-                             << describe(got) << ", want " << describe(want);
-        ASSERT_EQ(h.GetPixel(source.picture(), x, y), before[static_cast<size_t>(y) * width + x])
-            << "the source is only read";
-      }
-    }
+    ASSERT_TRUE(result_matches(h, l, source.picture(), before, h.CallMethod(source.get(), method, args),
+                               [&](int32_t x, int32_t y, Pixel p) -> std::optional<Pixel> {
+                                 if (!inside(area.value_or(whole), x, y, width, height)) return std::nullopt;
+                                 return invert(p, greyOnly);
+                               }))
+        << method << " " << width << "x" << height;
   }
 };
 

@@ -1,12 +1,16 @@
 // Test-side helpers for picture operations: the ways a host lends pictures, seeded
-// random pictures, and what a fresh result picture holds before anything is
-// written into it.
+// random pictures, what a fresh result picture holds before anything is written
+// into it, and the check of a result picture against a per-pixel reference.
 #pragma once
+
+#include <gtest/gtest.h>
 
 #include <cstdint>
 #include <cstdio>
+#include <optional>
 #include <random>
 #include <string>
+#include <vector>
 
 #include "host/test_host.h"
 
@@ -102,10 +106,66 @@ inline testhost::Ref random_picture(testhost::Host& host, const Lending& l, int3
   return picture;
 }
 
+// 32 x 16: the first 256 pixels take every channel value in each channel, as
+// (i, i + 85, 255 - i); the rest are random.
+inline testhost::Ref ramp_picture(testhost::Host& host, const Lending& l, uint32_t seed) {
+  testhost::Ref picture = random_picture(host, l, 32, 16, seed);
+  for (int32_t i = 0; i < 256; ++i) {
+    Pixel p = host.GetPixel(picture.picture(), i % 32, i / 32);
+    p.r = static_cast<uint8_t>(i);
+    p.g = static_cast<uint8_t>(i + 85);
+    p.b = static_cast<uint8_t>(255 - i);
+    host.SetPixel(picture.picture(), i % 32, i / 32, p);
+  }
+  return picture;
+}
+
 inline std::string describe(Pixel p) {
   char text[32];
   std::snprintf(text, sizeof text, "(%d, %d, %d, a %d)", p.r, p.g, p.b, p.a);
   return text;
+}
+
+inline std::vector<Pixel> pixels_of(testhost::Host& host, REALpicture picture) {
+  std::vector<Pixel> pixels;
+  for (int32_t y = 0; y < host.Height(picture); ++y)
+    for (int32_t x = 0; x < host.Width(picture); ++x) pixels.push_back(host.GetPixel(picture, x, y));
+  return pixels;
+}
+
+// A call's result against the source's pixels from before the call: a new picture
+// of the source's size, alpha kind and result layout; at each pixel the colour
+// that want(x, y, source pixel) gives, with the written alpha, or what a fresh
+// picture holds where it gives none; and the source unchanged.
+template <class Want>
+::testing::AssertionResult result_matches(testhost::Host& host, const Lending& l, REALpicture source,
+                                          const std::vector<Pixel>& before, const testhost::CallResult& r, Want want) {
+  if (!r.ok()) return ::testing::AssertionFailure() << r.error;
+  if (r.exception) return ::testing::AssertionFailure() << "raised " << r.exception->className;
+  if (!std::holds_alternative<testhost::Ref>(r.value)) return ::testing::AssertionFailure() << "returned nil";
+  const REALpicture result = std::get<testhost::Ref>(r.value).picture();
+  const int32_t width = host.Width(source), height = host.Height(source);
+  if (result == source || host.Width(result) != width || host.Height(result) != height ||
+      host.HasAlphaChannel(result) != l.hasAlphaChannel || host.PixelFormat(result) != result_format(l))
+    return ::testing::AssertionFailure() << "not a new picture of the source's shape";
+  for (int32_t y = 0; y < height; ++y) {
+    for (int32_t x = 0; x < width; ++x) {
+      const Pixel was = before[static_cast<size_t>(y) * width + x];
+      const std::optional<Pixel> written = want(x, y, was);
+      Pixel expected = fresh_pixel(l);
+      if (written) {
+        expected = *written;
+        expected.a = written_alpha(l);
+      }
+      const Pixel got = host.GetPixel(result, x, y);
+      if (got != expected)
+        return ::testing::AssertionFailure() << "at " << x << "," << y << " from " << describe(was) << ": got "
+                                             << describe(got) << ", want " << describe(expected);
+      if (host.GetPixel(source, x, y) != was)
+        return ::testing::AssertionFailure() << "the source changed at " << x << "," << y;
+    }
+  }
+  return ::testing::AssertionSuccess();
 }
 
 }  // namespace pixeltest

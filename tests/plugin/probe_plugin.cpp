@@ -54,11 +54,6 @@ REALmemoryBlock ProbeStringData(REALstring s, uint32_t encoding) {
   return block;
 }
 
-template <class F>
-REALproc proc(F* function) {
-  return reinterpret_cast<REALproc>(function);
-}
-
 REALmethodDefinition gProbes[] = {
     {proc(ProbeRaise), nullptr, "ProbeRaise(className as string, message as string, withMessage as boolean)"},
     {proc(ProbeBuildString), nullptr, "ProbeBuildString(bytes as memoryblock, length as double, encoding as UInt32) as string"},

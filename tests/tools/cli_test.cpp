@@ -1,16 +1,22 @@
 #include "tools/cli.h"
+#include "tools/lattice.h"
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <string>
-#include <tuple>
 #include <vector>
 
 namespace picture_host {
 namespace {
 
 TEST(ParseCall, ReadsTheNameAndEveryLiteralForm) {
-  const std::vector<std::tuple<std::string, std::string, std::vector<Literal>>> cases = {
+  struct Case {
+    std::string text, name;
+    std::vector<Argument> args;
+    std::vector<Setting> settings = {};
+  };
+  const std::vector<Case> cases = {
       {"InvertZRK", "InvertZRK", {}},
       {"  Invert_2 ( ) ", "Invert_2", {}},
       {"F(0, 12, -3, +7, 2147483647, -2147483648, 4294967295)", "F",
@@ -21,12 +27,18 @@ TEST(ParseCall, ReadsTheNameAndEveryLiteralForm) {
       {"F(&cFF8000, &c00ff00)", "F", {0xFF8000, 0x00FF00}},
       {R"-(F("a, b (c)", "", "say ""hi""", " x "))-", "F",
        {std::string("a, b (c)"), std::string(), std::string("say \"hi\""), std::string(" x ")}},
+      {"TintPictureZRK(self, &c808080, SELF)", "TintPictureZRK", {CurrentPicture{}, 0x808080, CurrentPicture{}}},
+      // In a setting, a bare name is a word; the keywords and self are not.
+      {R"(C(A=-1, b = self, Table=warm, T="x=y", On=TRUE, N=nil))", "C", {},
+       {{"A", -1}, {"b", CurrentPicture{}}, {"Table", Word{"warm"}}, {"T", std::string("x=y")}, {"On", true},
+        {"N", std::monostate{}}}},
   };
-  for (const auto& [text, name, args] : cases) {
-    SCOPED_TRACE(text);
-    const Call call = ParseCall(text);
-    EXPECT_EQ(call.name, name);
-    EXPECT_EQ(call.args, args);
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.text);
+    const Call call = ParseCall(c.text);
+    EXPECT_EQ(call.name, c.name);
+    EXPECT_EQ(call.args, c.args);
+    EXPECT_EQ(call.settings, c.settings);
   }
 }
 
@@ -49,6 +61,11 @@ TEST(ParseCall, NamesWhatIsMalformed) {
       {"F(-2147483649)", "argument 1: integer '-2147483649' does not fit 32 bits"},
       {"F(1e999)", "argument 1: double '1e999' is out of range"},
       {"F(&c12345)", "argument 1: colour '&c12345' must be &c and six hex digits"},
+      {"F(warm)", "argument 1: 'warm' is not a literal"},
+      {"C(A=1, 2)", "settings (Name=value) and plain arguments cannot be mixed"},
+      {"C(a=1, A=2)", "A is set twice"},
+      {"C(A=)", "setting A: empty argument"},
+      {"C(A=1 2)", "setting A: '1 2' is not a literal"},
   };
   for (const auto& [text, message] : cases) {
     try {
@@ -56,6 +73,34 @@ TEST(ParseCall, NamesWhatIsMalformed) {
       ADD_FAILURE() << text << ": accepted";
     } catch (const UsageError& e) {
       EXPECT_TRUE(std::string(e.what()).starts_with("bad call '" + text + "': " + message)) << e.what();
+    }
+  }
+}
+
+TEST(Lattice, FilesSetTheNodesTheyNameAndNoOther) {
+  struct Case {
+    std::string text;
+    std::array<int, 3> node = {};
+    std::array<double, 3> out = {};
+    std::string error = "";  // the start of the message
+  };
+  const std::vector<Case> cases = {
+      {"# a grade\n\n  1 2 3\t10 20.5 -3e1 # lifted\r\n17 17 17 0 0 0", {1, 2, 3}, {10, 20.5, -30}},
+      {"1 2 3 10 20.5 -3e1", {3, 2, 1}, {51, 34, 17}},  // nodes not given map to themselves
+      {"1 2 3 4 5", {}, {}, "line 1: expected six numbers (r g b red green blue), found 5"},
+      {"\n18 0 0 1 2 3", {}, {}, "line 2: index 18 is outside 0 to 17"},
+      {"1 2 x 0 0 0", {}, {}, "line 1: 'x' is not an index"},
+      {"0 0 0 1 inf 2", {}, {}, "line 1: 'inf' is not a finite number"},
+      {"1 1 1 0 0 0\n1 1 1 5 5 5", {}, {}, "line 2: node 1 1 1 was set on line 1"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.text);
+    try {
+      const Lattice lattice = ParseLattice(c.text);
+      EXPECT_EQ(c.error, "");
+      for (int x = 0; x < 3; ++x) EXPECT_EQ(lattice.at(LatticeIndex(c.node[0], c.node[1], c.node[2], x)), c.out[x]);
+    } catch (const LatticeError& e) {
+      EXPECT_TRUE(!c.error.empty() && std::string(e.what()).starts_with(c.error)) << e.what();
     }
   }
 }

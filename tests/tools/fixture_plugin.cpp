@@ -1,9 +1,12 @@
 // A plug-in for the tool's own tests: extension methods that return each kind of
 // result the tool prints, and others that misbehave on purpose (a nil picture, a
-// raised exception, a crash, a leak), so that the tool's reports can be checked.
+// raised exception, a crash, a leak), so that the tool's reports can be checked;
+// and a global taking pictures and a class, for the tool's other ways of calling.
 #include <csignal>
+#include <cstddef>
 #include <cstdint>
 #include <iterator>
+#include <utility>
 
 #include "frame/host_interface.h"
 
@@ -48,6 +51,36 @@ REALpicture RaiseZRK(REALpicture) {
   return nullptr;
 }
 
+// A global that takes pictures: the one `which` picks, as its own reference.
+REALpicture PickZRK(REALpicture first, REALpicture second, int32_t which) {
+  REALpicture picked = which == 1 ? first : which == 2 ? second : nullptr;
+  if (picked != nullptr) Entry<sig::REALLockObject>("REALLockObject")(reinterpret_cast<REALobject>(picked));
+  return picked;
+}
+
+// A class as the tool drives them: Run hands SourcePicture on to DestinationPicture unless Fail is set.
+struct Copier {
+  REALobject source, destination;
+  RBBoolean fail;
+};
+extern REALclassDefinition gCopier;
+
+Copier& DataOf(REALobject self) {
+  return *static_cast<Copier*>(Entry<sig::REALGetClassData>("REALGetClassData")(self, &gCopier));
+}
+void Release(REALobject& object) {
+  if (object != nullptr) Entry<sig::REALUnlockObject>("REALUnlockObject")(std::exchange(object, nullptr));
+}
+void CopierClose(REALobject self) { Release(DataOf(self).source), Release(DataOf(self).destination); }
+
+RBBoolean CopierRun(REALobject self) {
+  Copier& data = DataOf(self);
+  if (data.fail || data.source == nullptr) return 0;
+  Release(data.destination);
+  Entry<sig::REALLockObject>("REALLockObject")(data.destination = data.source);
+  return 1;
+}
+
 template <typename F>
 REALproc Proc(F* f) {
   return reinterpret_cast<REALproc>(f);
@@ -69,10 +102,32 @@ REALmethodDefinition gMethods[] = {
 REALclassDefinition gExtension = {
     .version = 13, .name = "Picture", .methods = gMethods, .methodCount = std::size(gMethods)};
 
+REALmethodDefinition gPick = {Proc(PickZRK), nullptr,
+                              "PickZRK(first as picture, second as picture, which as integer) as picture"};
+
+REALproperty Direct(const char* name, const char* type, size_t offset) {
+  return {nullptr, name, type, 0, host_abi::kDirectAccess, host_abi::kDirectAccess, static_cast<int32_t>(offset)};
+}
+REALproperty gCopierProperties[] = {Direct("SourcePicture", "Picture", offsetof(Copier, source)),
+                                    Direct("DestinationPicture", "Picture", offsetof(Copier, destination)),
+                                    Direct("Fail", "Boolean", offsetof(Copier, fail))};
+REALmethodDefinition gCopierMethods[] = {{Proc(CopierRun), nullptr, "Run as boolean"}};
+
+REALclassDefinition gCopier = {.version = 13,
+                               .name = "CopierZRK",
+                               .dataSize = sizeof(Copier),
+                               .destructor = Proc(CopierClose),
+                               .properties = gCopierProperties,
+                               .propertyCount = std::size(gCopierProperties),
+                               .methods = gCopierMethods,
+                               .methodCount = std::size(gCopierMethods)};
+
 }  // namespace
 
 extern "C" __attribute__((visibility("default"))) void REALPluginMain(REALresolver resolver) {
   gResolver = resolver;
   Entry<sig::RegisterPluginVersion>("RegisterPluginVersion")(13);
   Entry<sig::PluginRegisterClassExtension>("PluginRegisterClassExtension")(&gExtension);
+  Entry<sig::PluginRegisterMethod>("PluginRegisterMethod")(&gPick);
+  Entry<sig::PluginRegisterClass>("PluginRegisterClass")(&gCopier);
 }

@@ -3,10 +3,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -137,6 +139,14 @@ TEST_F(PictureHost, EachFailureGivesItsStatusAndOneLine) {
       {{"--plugin", fixture, "@rgb.png", "SameZRK(1)", "RaiseZRK", "SameZRK(2)", "-o", "@out.png"}, 2,
        "SameZRK = 1\n", "RaiseZRK raised NilObjectException: picture is nil"},
       {{"--plugin", fixture, "@rgb.png", "CrashZRK", "-o", "@out.png"}, 1, "", "the plug-in crashed in CrashZRK"},
+      {{"--plugin", fixture, "@rgb.png", "SameZRK(n=1)"}, 2, "", "only plug-in classes take settings"},
+      {{"--plugin", fixture, "@rgb.png", "CopierZRK(1)"}, 2, "", "CopierZRK is a class; it takes settings"},
+      {{"--plugin", fixture, "@rgb.png", "CopierZRK(Fail=true)", "-o", "@out.png"}, 2, "", "Run returned false"},
+      {{"--plugin", fixture, "@rgb.png", "CopierZRK(Fail=1)"}, 2, "", "Fail=1): property Fail must be a boolean"},
+      {{"--plugin", fixture, "@rgb.png", "CopierZRK(Bogus=1)"}, 2, "", "CopierZRK has no property Bogus"},
+      {{"@rgb.png", "PictureLut3DZRK(Table=sepia)"}, 2, "", "no built-in table 'sepia'"},
+      {{"@rgb.png", "PictureLut3DZRK(Table=\"" + dir_.string() + "/notes.txt\")"}, 2, "",
+       "Table: table '@notes.txt' line 1: expected six numbers"},
       // The ledger's account follows the line, one line per problem.
       {{"--plugin", fixture, "@rgb.png", "LeakZRK", "SameZRK(3)", "-o", "@out.png"}, 1,
        "LeakZRK = true\nSameZRK = 3\n", "ledger unbalanced:\n  "},
@@ -152,6 +162,48 @@ TEST_F(PictureHost, EachFailureGivesItsStatusAndOneLine) {
     for (char ch : c.message) expected += ch == '@' ? dir_.string() + "/" : std::string(1, ch);
     EXPECT_TRUE(o.err.starts_with("picture-host: ") && o.err.find(expected) != std::string::npos) << o.err;
     EXPECT_EQ(std::filesystem::remove(Path("out.png")), account);
+  }
+}
+
+// A global method takes the current picture as self; a class takes it as SourcePicture, and its
+// DestinationPicture becomes the current picture. Every reference goes back: the ledger is checked.
+TEST_F(PictureHost, GlobalsAndClassesWorkOnTheCurrentPicture) {
+  const Image in = Noise(7, 5, false, 23);
+  WritePng(Path("in.png"), in);
+  std::ofstream grade(Path("grade.txt"));  // red and blue swapped
+  for (int n = 0; n < 16 * 16 * 16; ++n) {
+    const int r = n / 256, g = n / 16 % 16, b = n % 16;
+    grade << r << ' ' << g << ' ' << b << "  " << 17 * b << ' ' << 17 * g << ' ' << 17 * r << '\n';
+  }
+  grade.close();
+  const std::string fixture = FIXTURE_PLUGIN;
+  const auto same = [](Rgba c) { return c; };
+  struct Case {
+    Strings args;
+    std::function<Rgba(Rgba)> pixel;  // of the input's, in the output
+  };
+  const std::vector<Case> cases = {
+      {{"--plugin", fixture, "@in.png", "PickZRK(nil, self, 2)", "CopierZRK(Fail=false)", "PickZRK(self, nil, 1)"},
+       same},
+      // The plug-in's own: each setting and argument shows in the result.
+      {{"@in.png", "InvertZRK", "TintPictureZRK(self, &cFF0000, &cFFFFFF)"},
+       [](Rgba c) { return Rgba{uint8_t(255 - c.r), uint8_t(255 - c.r), uint8_t(255 - c.r), 255}; }},
+      {{"@in.png", "PictureSepiaZRK(FactorRed=1, FactorBlue=0, FactorGreen=0.0, SepiaRed=40, SepiaBlue=-300)"},
+       [](Rgba c) { return Rgba{uint8_t(std::min(c.r + 40, 255)), c.r, 0, 255}; }},
+      {{"@in.png", "InvertZRK", "PictureLut3DZRK(Table=invert)"}, same},
+      {{"@in.png", "PictureLut3DZRK(Table=\"" + Path("grade.txt") + "\")"},
+       [](Rgba c) { return Rgba{c.b, c.g, c.r, 255}; }},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(::testing::PrintToString(c.args));
+    const Outcome o = Run(c.args, {"-o", "@out.png"});
+    ASSERT_EQ(o.status, 0) << o.err;
+    EXPECT_EQ(o.out + o.err, "");
+    Image expected = in;
+    for (int32_t y = 0; y < in.height; ++y) {
+      for (int32_t x = 0; x < in.width; ++x) expected.Set(x, y, c.pixel(in.Get(x, y)));
+    }
+    EXPECT_EQ(ReadImage(Path("out.png")).pixels, expected.pixels);
   }
 }
 
