@@ -31,7 +31,8 @@ demo: build
 	@mkdir -p build/demo
 	@./build/picture-host --chart -o build/demo/chart.png
 	@./build/picture-host build/demo/chart.png InvertZRK -o build/demo/chart-inverted.png
-	@echo "inverted chart: build/demo/chart-inverted.png (source: build/demo/chart.png)"
+	@./build/picture-host build/demo/chart.png 'PictureSepiaZRK(SepiaRed=40, SepiaGreen=20, SepiaBlue=-20)' -o build/demo/chart-sepia.png
+	@echo "inverted chart: build/demo/chart-inverted.png, sepia: build/demo/chart-sepia.png (source: build/demo/chart.png)"
 
 bench: build
 	@./build/picture_bench

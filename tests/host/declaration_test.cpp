@@ -35,7 +35,6 @@ std::string shape(const Declaration& d) {
 
 TEST(Declarations, ParseIntoTheirShape) {
   const std::pair<const char*, const char*> kCases[] = {
-      {"Close", "Close() void"},
       {"Run()", "Run() void"},
       {"Invert as picture", "Invert() picture"},
       {"Crop(left as integer,top as Integer) as Picture", "Crop(left integer, top integer) Picture"},

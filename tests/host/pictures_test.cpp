@@ -1,33 +1,23 @@
-// What the host draws and makes for a plug-in beyond lending pictures: the
-// graphics object's DrawLine and DrawPicture, masks made on request, and pictures
-// built from a buffer.
+// What the host makes for a plug-in and the faults it catches: the graphics
+// object's DrawLine and DrawPicture, masks made on request, pictures built from a
+// buffer; each kind of ledger problem, reported in one line that names the object,
+// where it came from and the call that was running; and the guard page behind
+// pixel rows and memory blocks (one word past the end crashes).
+#include <dlfcn.h>
+
 #include <cstring>
 
 #include "tests/support/host_test.h"
 
 namespace {
 
-using testhost::HostConfig;
-using testhost::HostKind;
-using testhost::Pixel;
-using testhost::PictureSpec;
-using testhost::Ref;
+using namespace testhost;
 
-class Pictures : public HostTest {
- protected:
-  void Start(HostKind kind) {
-    HostConfig config;
-    config.kind = kind;
-    StartHostWithout(config);
-  }
-};
+class Pictures : public HostTest {};
 
-struct DrawCase {
-  const char* what;
-  bool line;                  // DrawLine, else DrawPicture of the 4x4 source
-  std::vector<int32_t> args;  // x1 y1 x2 y2 pen-width pen-height, or x y w h sx sy sw sh
-  const char* expected;       // the 5x5 target by rows: '.' white, '#' the pen, 'a'..'p' a source pixel
-};
+// DrawLine (x1 y1 x2 y2 pen-width pen-height) or DrawPicture of the 4x4 source (x y w h sx sy sw sh), and
+// the 5x5 target by rows: '.' white, '#' the pen, 'a'..'p' a source pixel.
+struct DrawCase { const char* what; bool line; std::vector<int32_t> args; const char* expected; };
 
 const DrawCase kDrawings[] = {
     {"shallow line", true, {0, 0, 4, 2, 1, 1}, "#...." ".##.." "...##" "....." "....."},
@@ -43,7 +33,7 @@ const DrawCase kDrawings[] = {
 };
 
 TEST_F(Pictures, DrawLineAndDrawPicture) {
-  Start(HostKind::kDesktop);  // the last row ends at a guard page: no stray write goes unseen
+  StartHostWithout({.kind = HostKind::kDesktop});  // the last row ends at a guard page: no stray write goes unseen
   for (const auto& c : kDrawings) {
     Ref source = host().NewPicture(PictureSpec{4, 4});
     for (uint8_t i = 0; i < 16; ++i) host().SetPixel(source.picture(), i % 4, i / 4, Pixel{i, 100, 200, 50});
@@ -71,7 +61,7 @@ TEST_F(Pictures, DrawLineAndDrawPicture) {
 }
 
 TEST_F(Pictures, MaskIsMadeOnRequestAndHeldByItsPicture) {
-  Start(HostKind::kConsole);  // a pixel word is 0x00RRGGBB when opaque
+  StartHostWithout({.kind = HostKind::kConsole});  // a pixel word is 0x00RRGGBB when opaque
   Ref picture = host().NewPicture(PictureSpec{3, 2});
   auto* get_mask = HOST_ENTRY(host(), REALGetPictureMask);
   EXPECT_EQ(get_mask(picture.picture(), 0), nullptr);
@@ -79,15 +69,14 @@ TEST_F(Pictures, MaskIsMadeOnRequestAndHeldByItsPicture) {
   ASSERT_TRUE(mask);
   EXPECT_EQ(Ref::Adopt(reinterpret_cast<REALobject>(get_mask(picture.picture(), 0))).get(), mask.get());
   EXPECT_EQ(host().Mask(picture.picture()), mask.picture());
-  EXPECT_EQ(host().Width(mask.picture()), 3);
-  EXPECT_EQ(host().Height(mask.picture()), 2);
+  EXPECT_TRUE(host().Width(mask.picture()) == 3 && host().Height(mask.picture()) == 2);
   EXPECT_EQ(host().Word(mask.picture(), 2, 1), 0u);  // black, opaque
   mask = Ref();
   EXPECT_EQ(host().Width(host().Mask(picture.picture())), 3);  // still the picture's
 }
 
 TEST_F(Pictures, PictureFromBufferCopiesThePixels) {
-  Start(HostKind::kConsole);
+  StartHostWithout({.kind = HostKind::kConsole});
   // Pixel type 1: bytes R, G, B, A; rows of 12 bytes, the last 4 of them padding.
   uint8_t buffer[24] = {10, 20, 30, 255, 40, 50, 60, 255, 0xEE, 0xEE, 0xEE, 0xEE,
                         70, 80, 90, 255, 1,  2,  3,  255, 0xEE, 0xEE, 0xEE, 0xEE};
@@ -95,12 +84,94 @@ TEST_F(Pictures, PictureFromBufferCopiesThePixels) {
       HOST_ENTRY(host(), REALBuildPictureFromBuffer)(2, 2, 1, buffer, 12)));
   ASSERT_TRUE(picture);
   std::memset(buffer, 0, sizeof buffer);  // a copy, not the caller's memory
-  EXPECT_EQ(host().Word(picture.picture(), 0, 0), 0x0A141Eu);
-  EXPECT_EQ(host().Word(picture.picture(), 1, 0), 0x28323Cu);
-  EXPECT_EQ(host().Word(picture.picture(), 0, 1), 0x46505Au);
-  EXPECT_EQ(host().Word(picture.picture(), 1, 1), 0x010203u);
+  const uint32_t kWords[] = {0x0A141E, 0x28323C, 0x46505A, 0x010203};
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(host().Word(picture.picture(), i % 2, i / 2), kWords[i]) << i;
   EXPECT_EQ(HOST_ENTRY(host(), REALBuildPictureFromBuffer)(2, 2, 1, buffer, 4), nullptr);  // rows too short
   EXPECT_EQ(HOST_ENTRY(host(), REALBuildPictureFromBuffer)(0, 2, 1, buffer, 12), nullptr);
 }
+
+
+Ref TwoByTwo(Host& host) { return host.NewPicture(PictureSpec{2, 2}); }
+
+// `provoke` returns what stays alive while the ledger is read.
+struct FaultCase { const char* what; Ref (*provoke)(Host&); std::vector<std::string> expected; };
+
+const FaultCase kFaults[] = {
+    {"leak", [](Host& h) { h.Call("LeakPicture", {int64_t{4}, int64_t{3}}); return Ref(); },
+     {"leak: picture #1 (newPicture 4x3, during LeakPicture) still has 1 reference"}},
+    {"over-release", [](Host& h) { h.Call("OverRelease", {TwoByTwo(h)}); return Ref(); },
+     {"over-release: a Ref of the test on picture #1 (NewPicture 2x2, by the test), which has no reference left, "
+      "by the test"}},
+    // The picture is kept, so the test's own reference shows first.
+    {"lock left held", [](Host& h) { Ref p = TwoByTwo(h); h.Call("HoldLock", {p}); return p; },
+     {"leak: picture #1 (NewPicture 2x2, by the test) still has 1 reference",
+      "description lock still held: picture #1 (NewPicture 2x2, by the test) locked 1 time(s), last by "
+      "lockPictureDescription, during HoldLock"}},
+    {"string data", [](Host& h) { h.Call("KeepStringData", {std::string("abc")}); return Ref(); },
+     {"string data not disposed: PluginGetStringData of string #1 (argument string of KeepStringData, made by the "
+      "host), during KeepStringData"}},
+    {"released handle", [](Host& h) { h.Call("UseAfterRelease", {}); return Ref(); },
+     {"REALGetPropValueInt used released picture #1 (newPicture 2x2, during UseAfterRelease), during "
+      "UseAfterRelease"}},
+    {"unknown handle", [](Host& h) { HOST_ENTRY(h, REALLockObject)(reinterpret_cast<REALobject>(0x10)); return Ref(); },
+     {"unknown handle 0x10 given to REALLockObject, by the test"}},
+};
+
+TEST_F(Pictures, LedgerNamesEachFaultWithTheObjectAndItsOrigin) {
+  for (const auto& c : kFaults) {
+    Ref kept = c.provoke(StartHostWith(FIXTURE_PLUGIN_PATH));
+    EXPECT_EQ(host().LedgerProblems(), c.expected) << c.what;
+    kept = Ref();
+    DiscardHost();
+  }
+}
+
+// Where the last word of the object lies, after the lock (if any) is given back, and the value there.
+struct GuardCase { const char* what; HostKind kind; const uint8_t* (*last_word)(Host&, Ref&); uint32_t value; };
+
+// The first pixel row of the picture, made by `make`, kept in `picture`, and unlocked again.
+const uint8_t* FirstRow(Host& h, Ref& picture, const PictureSpec& make) {
+  picture = h.NewPicture(make);
+  REALpictureDescription description{};
+  EXPECT_TRUE(HOST_ENTRY(h, lockPictureDescription)(picture.picture(), &description));
+  const uint8_t* data =
+      description.kind == host_abi::kBitmapContext
+          ? static_cast<const uint8_t*>(reinterpret_cast<host_abi::sig::CGBitmapContextGetData*>(
+                dlsym(RTLD_DEFAULT, "CGBitmapContextGetData"))(description.handle))
+          : reinterpret_cast<const uint8_t*>(static_cast<REALrowTableImage*>(description.handle)->rowTable[0]);
+  HOST_ENTRY(h, unlockPictureDescription)(picture.picture());
+  return data;
+}
+
+const GuardCase kGuards[] = {
+    {"the last bitmap row, padded", HostKind::kDesktop,
+     [](Host& h, Ref& p) {
+       return FirstRow(h, p, {.width = 5, .height = 4, .rowPadding = 12}) + 3 * (5 * 4 + 12) + 4 * 4;
+     },
+     0xFFFFFFFFu},
+    {"a row-table row, not the last", HostKind::kConsole,
+     [](Host& h, Ref& p) { return FirstRow(h, p, {7, 3}) + 6 * 4; }, 0x00FFFFFFu},
+    {"a memory block", HostKind::kDesktop,
+     [](Host& h, Ref& block) {
+       block = h.NewMemoryBlock(64);
+       return static_cast<const uint8_t*>(HOST_ENTRY(h, memoryBlockGetPtr)(block.block())) + 60;
+     },
+     0u},
+};
+
+// Reads through a volatile pointer so that the compiler keeps the read.
+uint32_t read_word(const uint8_t* at) { return *reinterpret_cast<const volatile uint32_t*>(at); }
+
+class GuardPagesDeathTest : public HostTest, public ::testing::WithParamInterface<GuardCase> {};
+
+TEST_P(GuardPagesDeathTest, OneWordPastTheEndCrashes) {
+  StartHostWithout({.kind = GetParam().kind});
+  Ref object;
+  const uint8_t* last = GetParam().last_word(host(), object);
+  EXPECT_EQ(read_word(last), GetParam().value) << GetParam().what;
+  EXPECT_DEATH(read_word(last + 4), "") << GetParam().what;
+}
+
+INSTANTIATE_TEST_SUITE_P(Guards, GuardPagesDeathTest, ::testing::ValuesIn(kGuards));
 
 }  // namespace

@@ -1,47 +1,30 @@
-// Test-side helpers for the two filter classes: Run and its result, the ranges a
-// Run is given and the block it processes from the top-left corner, and the
-// class record as the host decoded it.
+// Test-side helpers for the two filter classes: Run and its result, and the
+// ranges a Run is given with the block it processes from the top-left corner.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
+#include <climits>
 #include <cstdint>
 #include <optional>
-#include <string>
-#include <tuple>
 #include <vector>
 
-#include "host/test_host.h"
-#include "tests/plugin/expected_tables.h"
 #include "tests/plugin/pixel_reference.h"
 
 namespace filtertest {
 
-struct Range {
-  int32_t minX, minY, maxX, maxY;
-};
+using pixeltest::Pixel;
 
-// On a 100 × 4 picture: whole, inner, ends past or before the start, negative
-// and far-out starts.
-inline const Range kRanges[] = {
-    {0, 0, 0, 0},   {10, 0, 20, 0}, {3, 1, 7, 3},  {5, 0, 200, 2},
-    {70, 2, 25, 1}, {-3, 0, 0, -1}, {INT32_MIN, INT32_MIN, 0, 0}, {101, 0, 0, 0},
-};
+// MinX, MinY, MaxX, MaxY on a 100 × 4 picture, one per way an end is chosen:
+// whole, inner, past the picture, before the start, a negative start, a start
+// whose 32-bit distance overflows, a start beyond the picture.
+inline const int32_t kRanges[][4] = {{0, 0, 0, 0},   {10, 1, 20, 3}, {5, 0, 200, 2},  {70, 2, 25, 1},
+                                     {-3, 0, 0, -1}, {INT32_MIN, INT32_MIN, 0, 0},   {101, 0, 0, 0}};
+inline const char* const kEnds[] = {"MinX", "MinY", "MaxX", "MaxY"};
 
 // Up to the end when it lies after the start and inside the picture, else to
 // the edge; counted from the corner, never beyond the picture.
-inline bool in_block(const Range& r, int32_t x, int32_t y, int32_t width, int32_t height) {
-  const auto extent = [](int32_t min, int32_t max, int32_t size) {
-    return std::clamp<int64_t>((max > min && max < size ? max : size) - int64_t{min}, 0, size);
-  };
-  return x < extent(r.minX, r.maxX, width) && y < extent(r.minY, r.maxY, height);
-}
-
-inline void set_range(testhost::Host& h, REALobject object, const Range& r) {
-  for (auto [name, value] : {std::pair{"MinX", r.minX}, {"MinY", r.minY}, {"MaxX", r.maxX}, {"MaxY", r.maxY}}) {
-    ASSERT_TRUE(h.SetProperty(object, name, int64_t{value}).ok()) << name;
-  }
+inline bool in_extent(int32_t at, int32_t min, int32_t max, int32_t size) {
+  return at < std::clamp<int64_t>((max > min && max < size ? max : size) - int64_t{min}, 0, size);
 }
 
 inline bool run(testhost::Host& h, const testhost::Ref& object) {
@@ -59,46 +42,34 @@ inline testhost::Ref destination(testhost::Host& h, const testhost::Ref& object)
 template <class Reference>
 void check_every_range(testhost::Host& h, const pixeltest::Lending& result, const testhost::Ref& source,
                        const testhost::Ref& object, Reference reference) {
-  const std::vector<pixeltest::Pixel> before = pixeltest::pixels_of(h, source.picture());
+  const std::vector<Pixel> before = pixeltest::pixels_of(h, source.picture());
   const int32_t width = h.Width(source.picture()), height = h.Height(source.picture());
-  for (const Range& r : kRanges) {
+  for (const auto& r : kRanges) {
     ASSERT_TRUE(h.SetProperty(object.get(), "SourcePicture", source).ok());
-    set_range(h, object.get(), r);
+    for (int i = 0; i < 4; ++i) ASSERT_TRUE(h.SetProperty(object.get(), kEnds[i], int64_t{r[i]}).ok()) << kEnds[i];
     ASSERT_TRUE(run(h, object));
-    EXPECT_TRUE(pixeltest::result_matches(h, result, source.picture(), before,
-                                          h.GetProperty(object.get(), "DestinationPicture"),
-                                          [&](int32_t x, int32_t y, pixeltest::Pixel p) {
-                                            return in_block(r, x, y, width, height) ? std::optional(reference(p))
-                                                                                    : std::nullopt;
-                                          }))
-        << "range " << r.minX << "," << r.minY << " to " << r.maxX << "," << r.maxY;
+    EXPECT_TRUE(pixeltest::result_matches(
+        h, result, source.picture(), before, h.GetProperty(object.get(), "DestinationPicture"),
+        [&](int32_t x, int32_t y, Pixel p) {
+          const bool inside = in_extent(x, r[0], r[2], width) && in_extent(y, r[1], r[3], height);
+          return inside ? std::optional(reference(p)) : std::nullopt;
+        }))
+        << "range " << r[0] << "," << r[1] << " to " << r[2] << "," << r[3];
     h.CallMethod(object.get(), "Close", {});
   }
 }
 
-// The listed names, types, flags (0x40000 is 4 from 2010.029 on, else dropped)
-// and methods, with this build's instance size and direct offsets.
-inline void expect_registered(const testhost::ClassRecord& got, const expected::Class& want,
-                              const std::vector<int32_t>& offsets, size_t dataSize, double version) {
-  const auto flags = [version](uint32_t f) {
-    return (f & ~0x1c0000u) | (version >= 2010.029 && (f & 0x40000) != 0 ? 4u : 0u);
-  };
-  EXPECT_EQ(std::tie(got.name, got.flags, got.dataSize), std::tuple(std::string(want.name), want.flags, dataSize));
-  ASSERT_EQ(got.properties.size(), want.propertyCount);
-  std::vector<int32_t> direct;
-  for (size_t i = 0; i < want.propertyCount; ++i) {
-    const testhost::PropertyRecord& g = got.properties[i];
-    const expected::Property& p = want.properties[i];
-    EXPECT_EQ(std::tie(g.name, g.type, g.flags), std::tuple(std::string(p.name), std::string(p.type), flags(p.flags)));
-    if (g.direct()) direct.push_back(g.param);
-  }
-  EXPECT_EQ(direct, offsets);
-  ASSERT_EQ(got.methods.size(), want.methodCount);
-  for (size_t i = 0; i < want.methodCount; ++i) {
-    const expected::Method& m = want.methods[i];
-    EXPECT_EQ(std::tuple(got.methods[i].declaration, got.methods[i].flags, got.methods[i].setter != nullptr),
-              std::tuple(std::string(m.declaration), flags(m.flags), m.hasSetter));
-  }
+// Runs `object` on a new desktop picture one row high holding `pixels`; the
+// result's colours (the alpha written is checked with the lendings), or none
+// when Run fails.
+inline std::vector<Pixel> run_on_row(testhost::Host& h, const testhost::Ref& object, const std::vector<Pixel>& pixels) {
+  testhost::Ref source = h.NewPicture(pixeltest::sized(static_cast<int32_t>(pixels.size()), 1));
+  for (size_t x = 0; x < pixels.size(); ++x) h.SetPixel(source.picture(), static_cast<int32_t>(x), 0, pixels[x]);
+  EXPECT_TRUE(h.SetProperty(object.get(), "SourcePicture", source).ok());
+  std::vector<Pixel> result;
+  if (run(h, object)) result = pixeltest::pixels_of(h, destination(h, object).picture());
+  for (Pixel& p : result) p.a = 0;
+  return result;
 }
 
 }  // namespace filtertest

@@ -194,23 +194,5 @@ TEST(MapWalker, ClipsToTheSmallerEditor) {
   EXPECT_EQ(dst.Row(1)[2], RgbaLayout::store(Swap{}(RgbaLayout::load(&src.Row(1)[2]))));
 }
 
-TEST(RowStep, WalksRowsAndWrapsToRowZeroAfterTheLast) {
-  for (int32_t format : {5, 8}) {
-    Surface s(format, 4, 3);
-    PictureEditor e;
-    s.Attach(e);
-    e.x = 2;
-    e.NextRow();
-    EXPECT_EQ(e.x, 0);
-    EXPECT_EQ(e.y, 1);
-    EXPECT_EQ(e.rowPtr, s.Row(1));
-    e.NextRow();
-    EXPECT_EQ(e.rowPtr, s.Row(2));
-    e.NextRow();
-    EXPECT_EQ(e.y, 3);
-    EXPECT_EQ(e.rowPtr, s.Row(0)) << "format " << format;
-  }
-}
-
 }  // namespace
 }  // namespace picture

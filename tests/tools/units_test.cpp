@@ -1,24 +1,27 @@
-#include "tools/cli.h"
-#include "tools/lattice.h"
-
-#include <gtest/gtest.h>
+// picture-host's units: reading calls, command lines and table files; picture files,
+// the pixel lending between files and host pictures, and the demo chart.
+#include <gmock/gmock.h>
 
 #include <array>
+#include <cstdlib>
 #include <string>
+#include <tuple>
 #include <vector>
+
+#include "tools/chart.h"
+#include "tools/cli.h"
+#include "tools/image_io.h"
+#include "tools/lattice.h"
+#include "tools/lending.h"
 
 namespace picture_host {
 namespace {
 
+using ::testing::StartsWith, ::testing::ThrowsMessage;
+
 TEST(ParseCall, ReadsTheNameAndEveryLiteralForm) {
-  struct Case {
-    std::string text, name;
-    std::vector<Argument> args;
-    std::vector<Setting> settings = {};
-  };
+  struct Case { std::string text, name; std::vector<Argument> args; std::vector<Setting> settings = {}; };
   const std::vector<Case> cases = {
-      {"InvertZRK", "InvertZRK", {}},
-      {"  Invert_2 ( ) ", "Invert_2", {}},
       {"F(0, 12, -3, +7, 2147483647, -2147483648, 4294967295)", "F",
        {0, 12, -3, 7, 2147483647, -2147483648LL, 4294967295LL}},
       {"F( &hFF ,&HfF,&o17,&b101,&hFFFFFFFF)", "F", {255, 255, 15, 5, 4294967295LL}},
@@ -49,47 +52,29 @@ TEST(ParseCall, NamesWhatIsMalformed) {
       {"Invert ZRK", "expected '(' after Invert"},
       {"F(1", "missing ')'"},
       {"F(1) x", "unexpected text after ')'"},
-      {"F((1))", "unexpected '('"},
       {"F(1,)", "argument 2: empty argument"},
       {"F(1, 2 3)", "argument 2: '2 3' is not a literal"},
-      {"F(1.2.3)", "argument 1: '1.2.3' is not a literal"},
-      {"F(tru)", "argument 1: 'tru' is not a literal"},
-      {"F(1e)", "argument 1: '1e' is not a literal"},
-      {"F(&hG1)", "argument 1: '&hG1' is not a literal"},
       {R"(F("a"b))", R"(argument 1: '"a"b' is not a literal)"},
       {"F(&h100000000)", "argument 1: integer '&h100000000' does not fit 32 bits"},
-      {"F(-2147483649)", "argument 1: integer '-2147483649' does not fit 32 bits"},
       {"F(1e999)", "argument 1: double '1e999' is out of range"},
       {"F(&c12345)", "argument 1: colour '&c12345' must be &c and six hex digits"},
       {"F(warm)", "argument 1: 'warm' is not a literal"},
       {"C(A=1, 2)", "settings (Name=value) and plain arguments cannot be mixed"},
       {"C(a=1, A=2)", "A is set twice"},
-      {"C(A=)", "setting A: empty argument"},
-      {"C(A=1 2)", "setting A: '1 2' is not a literal"},
   };
   for (const auto& [text, message] : cases) {
-    try {
-      ParseCall(text);
-      ADD_FAILURE() << text << ": accepted";
-    } catch (const UsageError& e) {
-      EXPECT_TRUE(std::string(e.what()).starts_with("bad call '" + text + "': " + message)) << e.what();
-    }
+    EXPECT_THAT([&] { ParseCall(text); }, ThrowsMessage<UsageError>(StartsWith("bad call '" + text + "': " + message)));
   }
 }
 
 TEST(Lattice, FilesSetTheNodesTheyNameAndNoOther) {
-  struct Case {
-    std::string text;
-    std::array<int, 3> node = {};
-    std::array<double, 3> out = {};
-    std::string error = "";  // the start of the message
-  };
+  // The node and what it maps to, or the start of the error.
+  struct Case { std::string text; std::array<int, 3> node = {}; std::array<double, 3> out = {}; std::string error; };
   const std::vector<Case> cases = {
       {"# a grade\n\n  1 2 3\t10 20.5 -3e1 # lifted\r\n17 17 17 0 0 0", {1, 2, 3}, {10, 20.5, -30}},
       {"1 2 3 10 20.5 -3e1", {3, 2, 1}, {51, 34, 17}},  // nodes not given map to themselves
       {"1 2 3 4 5", {}, {}, "line 1: expected six numbers (r g b red green blue), found 5"},
       {"\n18 0 0 1 2 3", {}, {}, "line 2: index 18 is outside 0 to 17"},
-      {"1 2 x 0 0 0", {}, {}, "line 1: 'x' is not an index"},
       {"0 0 0 1 inf 2", {}, {}, "line 1: 'inf' is not a finite number"},
       {"1 1 1 0 0 0\n1 1 1 5 5 5", {}, {}, "line 2: node 1 1 1 was set on line 1"},
   };
@@ -129,17 +114,13 @@ TEST(ParseCommandLine, ReadsOptionsOrNamesTheProblem) {
       {{"--host-version", "2012.5", "--layout=2", "in.png"}, "in=in.png v=2012.5 desktop layout=2 made=6/2"},
       {{"--host-version=none", "--layout", "3", "--chart", "InvertZRK"},
        "chart InvertZRK/0 v=none desktop layout=3 made=5/1"},
-      {{"--kind", "web", "list"}, "list v=2019.011 web made=5/1"},
       {{"--", "-odd.png"}, "in=-odd.png v=2019.011 desktop made=5/1"},
       {{"in.png", "--help", "--bogus"}, "help"},
       {{}, "error: no input picture given"},
-      {{"--bogus", "in.png"}, "error: unknown option '--bogus'"},
       {{"in.png", "-o"}, "error: option -o needs a value"},
       {{"-o", "a.png", "--output=b.png", "in.png"}, "error: the output is given twice"},
-      {{"--chart=yes"}, "error: option --chart takes no value"},
       {{"--layout", "7", "in.png"}, "error: --layout '7'"},
       {{"--kind", "console", "--layout", "1", "in.png"}, "error: --layout applies to desktop hosts only"},
-      {{"--host-version", "2019x", "in.png"}, "error: --host-version '2019x'"},
       {{"list", "InvertZRK"}, "error: list takes no calls"},
       {{"in.png", "F(1, 4x)"}, "error: bad call 'F(1, 4x)': argument 2"},
   };
@@ -152,6 +133,65 @@ TEST(ParseCommandLine, ReadsOptionsOrNamesTheProblem) {
     }
     EXPECT_TRUE(got == expected || (expected.starts_with("error: ") && got.starts_with(expected))) << got;
   }
+}
+
+
+TEST(ImageIo, PngRoundTripsJpegReadsAndOtherDataIsRefused) {
+  for (const bool alpha : {false, true}) {
+    // A smooth picture, which JPEG keeps close: any swapped channel or row shows.
+    Image image(32, 16, alpha);
+    for (int32_t y = 0; y < 16; ++y) {
+      for (int32_t x = 0; x < 32; ++x) image.Set(x, y, {uint8_t(x * 8), uint8_t(y * 16), 128, uint8_t(x * y)});
+    }
+    const std::vector<uint8_t> png = EncodePng(image);
+    const Image back = DecodeImage(png);
+    EXPECT_TRUE(back.width == 32 && back.height == 16 && back.alpha == alpha);
+    EXPECT_EQ(back.pixels, image.pixels);
+    // A truncated PNG, and text, are no pictures.
+    EXPECT_THROW(DecodeImage(std::vector<uint8_t>(png.begin(), png.begin() + 40)), ImageError);
+    EXPECT_THROW(DecodeImage(std::vector<uint8_t>{'t', 'e', 'x', 't', '\n'}), ImageError);
+    if (alpha) continue;
+
+    const Image jpeg = DecodeImage(EncodeJpeg(image, 95));
+    ASSERT_TRUE(jpeg.width == 32 && jpeg.height == 16 && !jpeg.alpha);
+    for (size_t i = 0; i < image.pixels.size(); ++i) ASSERT_LE(std::abs(jpeg.pixels[i] - image.pixels[i]), 12) << i;
+  }
+}
+
+TEST(Lending, PremultipliesWithinOneAndPutsEachLayoutsBytesInTheirRoles) {
+  for (int a = 1; a < 256; ++a) {
+    for (int c = 0; c < 256; ++c) {
+      const auto alpha = static_cast<uint8_t>(a), value = static_cast<uint8_t>(c);
+      const uint8_t p = Premultiply(value, alpha);
+      ASSERT_LE(p, alpha) << "c " << c << " a " << a;
+      // Exact for what the plug-in writes; within one for straight values where alpha keeps the precision.
+      ASSERT_TRUE(c > a || Premultiply(Unpremultiply(value, alpha), alpha) == value) << "p " << c << " a " << a;
+      ASSERT_LE(std::abs(Unpremultiply(p, alpha) - c), a >= 128 ? 1 : 127.5 / a + 0.5) << "c " << c << " a " << a;
+    }
+  }
+  EXPECT_EQ(Unpremultiply(0, 0), 0);
+
+  // Layout, alpha channel, file pixel, as lent, as read back.
+  const std::vector<std::tuple<int32_t, bool, Rgba, testhost::Pixel, Rgba>> cases = {
+      {1, true, {255, 128, 0, 128}, {128, 64, 0, 128}, {255, 128, 0, 128}},
+      {3, true, {10, 20, 30, 77}, {10, 20, 30, 77}, {10, 20, 30, 77}},
+      {1, false, {10, 20, 30, 77}, {10, 20, 30, 255}, {10, 20, 30, 255}},
+      {kRowTableLayout, true, {1, 2, 3, 128}, {1, 2, 3, 63}, {1, 2, 3, 129}},
+  };
+  for (const auto& [layout, alpha, in, lent, back] : cases) {
+    EXPECT_EQ(LendPixel(layout, alpha, in), lent) << layout;
+    EXPECT_EQ(ReadLentPixel(layout, alpha, lent), back) << layout;
+  }
+}
+
+TEST(Chart, IsAnOpaqueChartOfKnownColours) {
+  const Image chart = MakeChart();
+  ASSERT_TRUE(chart.width == 256 && chart.height == 128 && !chart.alpha);
+  // Hue ramp from red through cyan, the same darker and paler, a grey ramp, the patches.
+  const std::tuple<int32_t, int32_t, Rgba> samples[] = {{0, 0, {255, 0, 0}},     {128, 31, {0, 255, 255}},
+                                                        {0, 40, {128, 0, 0}},    {128, 56, {128, 255, 255}},
+                                                        {200, 80, {200, 200, 200}}, {140, 100, {0, 0, 255}}};
+  for (const auto& [x, y, colour] : samples) EXPECT_EQ(chart.Get(x, y), colour) << x << "," << y;
 }
 
 }  // namespace
