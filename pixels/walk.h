@@ -47,6 +47,19 @@ void map_rows(PictureEditor& src, PictureEditor& dst, Rect r, const Kernel& kern
   }
 }
 
+template <class In, class Visit>
+bool scan_rows(PictureEditor& src, Rect r, Visit& visit) {
+  src.AdvanceRows(r.y0);
+  for (int32_t row = r.y0; row < r.y1; ++row) {
+    const uint32_t* s = src.rowPtr;
+    for (int32_t x = r.x0; x < r.x1; ++x) {
+      if (!visit(In::load(s + x))) return false;
+    }
+    src.NextRow();
+  }
+  return true;
+}
+
 }  // namespace walk_detail
 
 // One source pixel to one result pixel at the same place, over `r`.
@@ -60,6 +73,17 @@ void map(PictureEditor& src, PictureEditor& dst, Rect r, const Kernel& kernel) {
       walk_detail::map_rows<decltype(in), decltype(out)>(src, dst, r, kernel);
     });
   });
+}
+
+// Reads the pixels of `r` row by row, left to right, handing each colour to
+// `visit` (bool(Rgb)) until it returns false. True when every pixel passed,
+// including when `r` holds none. Leaves the cursor where the walk stopped.
+template <class Visit>
+bool scan(PictureEditor& src, Rect r, Visit&& visit) {
+  r.x1 = std::min(r.x1, src.width);
+  r.y1 = std::min(r.y1, src.height);
+  if (r.empty()) return true;
+  return with_layout(src.pixelFormat, [&](auto in) { return walk_detail::scan_rows<decltype(in)>(src, r, visit); });
 }
 
 }  // namespace picture

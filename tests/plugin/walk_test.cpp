@@ -194,5 +194,27 @@ TEST(MapWalker, ClipsToTheSmallerEditor) {
   EXPECT_EQ(dst.Row(1)[2], RgbaLayout::store(Swap{}(RgbaLayout::load(&src.Row(1)[2]))));
 }
 
+TEST(ScanWalker, VisitsTheRectangleInRowOrderAndStopsAtTheFirstRefusal) {
+  for (int32_t format : {1, 2, 8, 0}) {
+    Surface src(format, 5, 4);
+    std::mt19937 rng(3);
+    src.Fill(rng);
+    PictureEditor reader;
+    src.Attach(reader);
+    std::vector<uint32_t> seen;
+    const bool passed = scan(reader, Rect{1, 1, 9, 9}, [&](Rgb c) {
+      seen.push_back(c.r << 16 | c.g << 8 | c.b);
+      return seen.size() < 10;
+    });
+    EXPECT_FALSE(passed) << format;
+    ASSERT_EQ(seen.size(), 10u) << format;  // four of rows 1 and 2 each, then two of row 3
+    const Rgb last = reference_load(format, src.Row(3)[2]);
+    EXPECT_EQ(seen.back(), last.r << 16 | last.g << 8 | last.b) << format;
+    PictureEditor again;
+    src.Attach(again);
+    EXPECT_TRUE(scan(again, Rect{2, 2, 2, 9}, [](Rgb) { return false; })) << "an empty rectangle passes";
+  }
+}
+
 }  // namespace
 }  // namespace picture
