@@ -32,7 +32,9 @@ demo: build
 	@./build/picture-host --chart -o build/demo/chart.png
 	@./build/picture-host build/demo/chart.png InvertZRK -o build/demo/chart-inverted.png
 	@./build/picture-host build/demo/chart.png 'PictureSepiaZRK(SepiaRed=40, SepiaGreen=20, SepiaBlue=-20)' -o build/demo/chart-sepia.png
-	@echo "inverted chart: build/demo/chart-inverted.png, sepia: build/demo/chart-sepia.png (source: build/demo/chart.png)"
+	@./build/chord-wav build/demo/chord.wav 3
+	@./build/picture-host render build/demo/chord.wav 'RenderSamplesZRK(Width=900, Height=240, Smooth=3, AutoScale=true, outlinewidth=1)' -o build/demo/wave.png
+	@echo "inverted chart: build/demo/chart-inverted.png, sepia: build/demo/chart-sepia.png (source: build/demo/chart.png), waveform: build/demo/wave.png (sound: build/demo/chord.wav)"
 
 bench: build
 	@./build/picture_bench

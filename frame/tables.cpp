@@ -11,6 +11,15 @@
 #include "adjust/lut3d.h"
 #include "adjust/sepia.h"
 #include "adjust/tone.h"
+#include "analysis/counting.h"
+#include "analysis/extract.h"
+#include "analysis/find.h"
+#include "analysis/uniformity.h"
+#include "compose/channels.h"
+#include "compose/mask.h"
+#include "compose/scroll.h"
+#include "format/binary_string.h"
+#include "render/samples.h"
 
 namespace picture {
 namespace {
@@ -31,6 +40,11 @@ REALproperty accessor(const char* name, const char* type, uint32_t flags, REALpr
 }
 
 REALmethodDefinition gPictureMethods[] = {
+  {proc(ColornessZRK),                  nullptr, "ColornessZRK(threshold as integer = 10) as double",                                                                                                                                                    kAnyHost, 0, nullptr},
+  {proc(ScrollVerticalZRK),             nullptr, "ScrollVerticalZRK(delta as integer, wrap as boolean, scrollmask as boolean) as boolean",                                                                                                               kAnyHost, 0, nullptr},
+  {proc(ScrollHorizontalZRK),           nullptr, "ScrollHorizontalZRK(delta as integer, wrap as boolean, scrollmask as boolean) as boolean",                                                                                                             kAnyHost, 0, nullptr},
+  {proc(ScrollZRK),                     nullptr, "ScrollZRK(deltaX as integer, deltaY as integer, wrap as boolean, scrollmask as boolean) as boolean",                                                                                                    kAnyHost, 0, nullptr},
+  {proc(PictureHasMask),                nullptr, "HasMaskZRK as boolean",                                                                                                                                                                                kAnyHost, 0, nullptr},
   {proc(ContrastAbsBrightnessPicture3), nullptr, "ChangeContrastBrightnessAbsoluteZRK(ContrastRed as double, ContrastGreen as double, ContrastBlue as double, BrightnessRed as double, BrightnessGreen as double, BrightnessBlue as double) as picture", kAnyHost, 0, nullptr},
   {proc(ContrastLinBrightnessPicture3), nullptr, "ChangeContrastBrightnessLinearZRK(ContrastRed as double, ContrastGreen as double, ContrastBlue as double, BrightnessRed as double, BrightnessGreen as double, BrightnessBlue as double) as picture",   kAnyHost, 0, nullptr},
   {proc(ContrastAbsBrightnessPicture1), nullptr, "ChangeContrastBrightnessAbsoluteZRK(Contrast as double, Brightness as double) as picture",                                                                                                             kAnyHost, 0, nullptr},
@@ -47,7 +61,25 @@ REALmethodDefinition gPictureMethods[] = {
   {proc(InvertPicture2),                nullptr, "InvertZRK as picture",                                                                                                                                                                                 kAnyHost, 0, nullptr},
   {proc(InvertGrayPicture),             nullptr, "InvertGrayZRK(left as integer,top as integer,width as integer,height as integer) as picture",                                                                                                          kAnyHost, 0, nullptr},
   {proc(InvertGrayPicture2),            nullptr, "InvertGrayZRK as picture",                                                                                                                                                                             kAnyHost, 0, nullptr},
+  {proc(ExtractColorRectangleMaskZRK),  nullptr, "ExtractColorRectangleMaskZRK(left as integer,top as integer,width as integer,height as integer) as picture",                                                                                           kAnyHost, 0, nullptr},
+  {proc(ExtractColorRectangleMaskZRK2), nullptr, "ExtractColorRectangleMaskZRK as picture",                                                                                                                                                              kAnyHost, 0, nullptr},
+  {proc(GetEmbededMask),                proc(SetEmbededMask), "EmbeddedMaskZRK(swap as boolean) as picture",                                                                                                                                             kAnyHost, 0, nullptr},
+  {proc(CountColorZRK),                 nullptr, "CountColorZRK(col as color) as integer",                                                                                                                                                               kAnyHost, 0, nullptr},
+  {proc(CountColorsZRK),                nullptr, "CountColorsZRK(byref red as memoryblock, byref blue as memoryblock, byref green as memoryblock, byref count as integer)",                                                                              kAnyHost, 0, nullptr},
+  {proc(TransformColorsZRK),            nullptr, "TransformColorsZRK(red as memoryblock, blue as memoryblock, green as memoryblock, dest as picture = nil) as picture",                                                                                  kAnyHost, 0, nullptr},
+  {proc(ReplaceColorZRK),               nullptr, "ReplaceColorZRK(SearchColor as color, ReplaceWithColor as color) as picture",                                                                                                                          kAnyHost, 0, nullptr},
+  {proc(ExtractColorZRK),               nullptr, "ExtractColorZRK(SearchColor as color, ReplaceWithColor as color, BackGroundColor as color) as picture",                                                                                                kAnyHost, 0, nullptr},
   {proc(SaturationPicture),             nullptr, "ChangeSaturationZRK(Amount as integer) as picture",                                                                                                                                                    kAnyHost, 0, nullptr},
+  {proc(ReplaceRedChannel),             nullptr, "ReplaceRedChannelZRK(RedChannel as picture) as picture",                                                                                                                                               kAnyHost, 0, nullptr},
+  {proc(ReplaceGreenChannel),           nullptr, "ReplaceGreenChannelZRK(GreenChannel as picture) as picture",                                                                                                                                           kAnyHost, 0, nullptr},
+  {proc(ReplaceBlueChannel),            nullptr, "ReplaceBlueChannelZRK(BlueChannel as picture) as picture",                                                                                                                                             kAnyHost, 0, nullptr},
+  {proc(FindPicture),                   nullptr, "FindPictureZRK(pic as picture, byref x as integer, byref y as integer) as boolean",                                                                                                                    kAnyHost, 0, nullptr},
+  {proc(isWhite2),                      nullptr, "isWhiteZRK as boolean",                                                                                                                                                                                kAnyHost, 0, nullptr},
+  {proc(isWhite),                       nullptr, "isWhiteZRK(left as integer,top as integer,width as integer,height as integer) as boolean",                                                                                                             kAnyHost, 0, nullptr},
+  {proc(isBlack2),                      nullptr, "isBlackZRK as boolean",                                                                                                                                                                                kAnyHost, 0, nullptr},
+  {proc(isBlack),                       nullptr, "isBlackZRK(left as integer,top as integer,width as integer,height as integer) as boolean",                                                                                                             kAnyHost, 0, nullptr},
+  {proc(isGray2),                       nullptr, "isGrayZRK(tolerance as integer = 0) as boolean",                                                                                                                                                       kAnyHost, 0, nullptr},
+  {proc(isGray),                        nullptr, "isGrayZRK(tolerance as integer, left as integer,top as integer,width as integer,height as integer) as boolean",                                                                                        kAnyHost, 0, nullptr},
 };
 
 REALclassDefinition gPictureExtension = {
@@ -59,7 +91,12 @@ REALclassDefinition gPictureExtension = {
 };
 
 REALmethodDefinition gGlobalMethods[] = {
+  {proc(BinaryStringtoPicture), nullptr, "BinaryStringtoPictureZRK(data as String) as Picture", kAnyHost, 0, nullptr},
+  {proc(PicturetoBinaryString), nullptr, "PicturetoBinaryStringZRK(p as picture) as string", kAnyHost, 0, nullptr},
+  {proc(CombinePicturesZRK), nullptr, "CombinePicturesZRK(red as picture, blue as picture, green as picture) as picture", kAnyHost, 0, nullptr},
+  {proc(MergePicture), nullptr, "MergePictureZRK(source1 as picture, source2 as picture) as picture", kAnyHost, 0, nullptr},
   {proc(TintPicture), nullptr, "TintPictureZRK(source as picture, GreyBase as color, SepiaBase as color) as picture", kAnyHost, 0, nullptr},
+  {proc(RenderSamples), nullptr, "RenderSamplesZRK(Samples as memoryblock, SampleCount as integer, Smooth as integer, Width as integer, Height as integer, outlinewidth as integer, BackColor as color=&c88B5C4, ForeColor as color=&c274C5A, OutLineColor as color=&c203F4E, Bits as Integer = 8, AutoScale as boolean = false) as Picture", kAnyHost, 0, nullptr},
 };
 
 // "FactorBlue" is served by the green weight's accessors and "FactorGreen" by the

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <type_traits>
 
 #include "pixels/layout.h"
 #include "pixels/picture_editor.h"
@@ -52,8 +53,13 @@ bool scan_rows(PictureEditor& src, Rect r, Visit& visit) {
   src.AdvanceRows(r.y0);
   for (int32_t row = r.y0; row < r.y1; ++row) {
     const uint32_t* s = src.rowPtr;
-    for (int32_t x = r.x0; x < r.x1; ++x) {
-      if (!visit(In::load(s + x))) return false;
+    if constexpr (std::is_void_v<decltype(visit(Rgb{}))>) {
+      // No exit to test: a loop the compiler can vectorise.
+      for (int32_t x = r.x0; x < r.x1; ++x) visit(In::load(s + x));
+    } else {
+      for (int32_t x = r.x0; x < r.x1; ++x) {
+        if (!visit(In::load(s + x))) return false;
+      }
     }
     src.NextRow();
   }
@@ -77,13 +83,62 @@ void map(PictureEditor& src, PictureEditor& dst, Rect r, const Kernel& kernel) {
 
 // Reads the pixels of `r` row by row, left to right, handing each colour to
 // `visit` (bool(Rgb)) until it returns false. True when every pixel passed,
-// including when `r` holds none. Leaves the cursor where the walk stopped.
+// including when `r` holds none. Leaves the cursor where the walk stopped. A
+// `visit` returning void (a count) sees every pixel.
 template <class Visit>
 bool scan(PictureEditor& src, Rect r, Visit&& visit) {
   r.x1 = std::min(r.x1, src.width);
   r.y1 = std::min(r.y1, src.height);
   if (r.empty()) return true;
   return with_layout(src.pixelFormat, [&](auto in) { return walk_detail::scan_rows<decltype(in)>(src, r, visit); });
+}
+
+namespace walk_detail {
+
+// Calls `f` with the layout family of each editor, in order.
+template <class F>
+void with_layouts(F&& f) {
+  f();
+}
+template <class F, class... Rest>
+void with_layouts(F&& f, const PictureEditor& first, const Rest&... rest) {
+  with_layout(first.pixelFormat, [&](auto layout) {
+    with_layouts([&](auto... more) { f(layout, more...); }, rest...);
+  });
+}
+
+template <class Out, class... In>
+struct ManyToOne {
+  template <class Kernel, class... Row>
+  static void row(uint32_t* __restrict d, int32_t x0, int32_t x1, const Kernel& kernel, Row... s) {
+    for (int32_t x = x0; x < x1; ++x) d[x] = Out::store(kernel(In::load(s + x)...));
+  }
+};
+
+}  // namespace walk_detail
+
+// Several sources to one result pixel at the same place, over `r`: the kernel
+// takes one colour per source, in the order the sources are given.
+template <class Kernel, class... Sources>
+void map_many(PictureEditor& dst, Rect r, const Kernel& kernel, Sources&... src) {
+  r.x1 = std::min({r.x1, dst.width, src.width...});
+  r.y1 = std::min({r.y1, dst.height, src.height...});
+  if (r.empty()) return;
+  walk_detail::with_layouts(
+      [&](auto out, auto... in) {
+        using Out = decltype(out);
+        if constexpr (Out::kWrites) {
+          dst.AdvanceRows(r.y0);
+          (src.AdvanceRows(r.y0), ...);
+          for (int32_t row = r.y0; row < r.y1; ++row) {
+            walk_detail::ManyToOne<Out, decltype(in)...>::row(dst.rowPtr, r.x0, r.x1, kernel,
+                                                               static_cast<const uint32_t*>(src.rowPtr)...);
+            dst.NextRow();
+            (src.NextRow(), ...);
+          }
+        }
+      },
+      dst, src...);
 }
 
 }  // namespace picture

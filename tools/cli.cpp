@@ -3,6 +3,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <limits>
 
 namespace picture_host {
@@ -144,32 +145,40 @@ Literal ParseNumber(std::string_view t) {
   return value;
 }
 
-// Splits "a, b, c" at the commas that are not inside a string.
-std::vector<std::string_view> SplitTopLevel(std::string_view list, std::string_view whole) {
+// Splits "a, b, c" at the commas that are neither inside a string nor inside
+// parentheses, such as those of picture("a, b.png").
+std::vector<std::string_view> SplitTopLevel(std::string_view list) {
   std::vector<std::string_view> parts;
   bool inString = false;
+  int depth = 0;
   size_t start = 0;
   for (size_t i = 0; i < list.size(); ++i) {
     const char c = list[i];
     if (c == '"') {
       inString = !inString;  // a doubled quote toggles twice
-    } else if (!inString && c == ',') {
+    } else if (inString) {
+      continue;
+    } else if (c == ',' && depth == 0) {
       parts.push_back(list.substr(start, i - start));
       start = i + 1;
-    } else if (!inString && (c == '(' || c == ')')) {
-      throw UsageError("bad call " + Quoted(whole) + ": unexpected '" + std::string(1, c) + "'");
+    } else if (c == '(' || c == ')') {
+      depth += c == '(' ? 1 : -1;  // balanced: the list lies between a matched pair
     }
   }
   parts.push_back(list.substr(start));
   return parts;
 }
 
-// Offset of the ')' that closes the '(' at `open`, skipping strings; npos if none.
+// Offset of the ')' that closes the '(' at `open`, skipping strings and nested
+// pairs; npos if none.
 size_t ClosingParen(std::string_view s, size_t open) {
   bool inString = false;
+  int depth = 0;
   for (size_t i = open + 1; i < s.size(); ++i) {
     if (s[i] == '"') inString = !inString;
-    if (!inString && s[i] == ')') return i;
+    if (inString) continue;
+    if (s[i] == '(') ++depth;
+    if (s[i] == ')' && depth-- == 0) return i;
   }
   return std::string_view::npos;
 }
@@ -237,12 +246,57 @@ bool IsName(std::string_view t) {
   return true;
 }
 
-// A literal or self; in a setting also a bare name (the keywords stay literals).
-Argument ParseValue(std::string_view text, bool allowWord) {
+// The file name inside picture("...") or file("..."): a non-empty string literal.
+std::string FileName(std::string_view form, std::string_view inner) {
+  const Literal name = inner.empty() || inner.front() != '"' ? Literal{} : ParseLiteral(inner);
+  const std::string* path = std::get_if<std::string>(&name);
+  if (path == nullptr || path->empty()) {
+    throw UsageError(std::string(form) + "(...) takes a file name in quotes, as in " + std::string(form) +
+                     "(\"name\")");
+  }
+  return *path;
+}
+
+// picture("..."), file("...") or table(...); nullopt when `t` is not NAME(...).
+std::optional<Argument> ParseFileForm(std::string_view t) {
+  size_t i = 0;
+  while (i < t.size() && IsIdentChar(t[i])) ++i;
+  size_t open = i;
+  while (open < t.size() && IsBlank(t[open])) ++open;
+  if (i == 0 || !IsIdentStart(t[0]) || open == t.size() || t[open] != '(') return std::nullopt;
+  const size_t close = ClosingParen(t, open);
+  if (close != t.size() - 1) NotALiteral(t);
+  const std::string_view form = t.substr(0, i);
+  const std::string_view inner = Trim(t.substr(open + 1, close - open - 1));
+  if (EqualsNoCase(form, "picture")) return PictureFile{FileName("picture", inner)};
+  if (EqualsNoCase(form, "file")) return FileData{FileName("file", inner)};
+  if (!EqualsNoCase(form, "table")) {
+    throw UsageError(Quoted(t) + " is not a literal; the forms with parentheses are picture(\"file\"), "
+                     "file(\"file\") and table(name or \"file\")");
+  }
+  if (IsName(inner)) {
+    if (!BuiltInChannelTable(inner)) {
+      throw UsageError("no built-in channel table " + Quoted(inner) + " (" + std::string(kBuiltInChannelTables) +
+                       ")");
+    }
+    return ChannelTable{ToLower(inner), ""};
+  }
+  return ChannelTable{"", FileName("table", inner)};
+}
+
+bool IsKeyword(std::string_view t) {
+  return EqualsNoCase(t, "true") || EqualsNoCase(t, "false") || EqualsNoCase(t, "nil");
+}
+
+// A literal, self or one of the file forms; a bare name is a word in a setting and
+// a variable in an argument (the keywords stay literals).
+Argument ParseValue(std::string_view text, bool inSetting) {
   const std::string_view t = Trim(text);
   if (EqualsNoCase(t, "self")) return CurrentPicture{};
-  if (allowWord && IsName(t) && !EqualsNoCase(t, "true") && !EqualsNoCase(t, "false") && !EqualsNoCase(t, "nil")) {
-    return Word{std::string(t)};
+  if (auto form = ParseFileForm(t)) return *form;
+  if (IsName(t) && !IsKeyword(t)) {
+    if (inSetting) return Word{std::string(t)};
+    return Variable{std::string(t)};
   }
   return ParseLiteral(t);
 }
@@ -252,6 +306,40 @@ std::string TakeValue(std::span<const std::string> args, size_t& i, std::string_
   if (inlineValue) return *inlineValue;
   if (i + 1 >= args.size()) throw UsageError("option " + std::string(name) + " needs a value");
   return args[++i];
+}
+
+// Valid UTF-8 without NUL: bytes that read as text.
+bool IsText(std::string_view s) {
+  for (size_t i = 0; i < s.size();) {
+    const auto c = static_cast<unsigned char>(s[i]);
+    if (c == 0) return false;
+    const size_t length = c < 0x80 ? 1 : (c >> 5) == 6 ? 2 : (c >> 4) == 14 ? 3 : (c >> 3) == 30 ? 4 : 0;
+    if (length == 0 || i + length > s.size()) return false;
+    uint32_t code = length == 1 ? c : c & (0x7F >> length);
+    for (size_t k = 1; k < length; ++k) {
+      const auto next = static_cast<unsigned char>(s[i + k]);
+      if ((next >> 6) != 2) return false;
+      code = code << 6 | (next & 0x3F);
+    }
+    // No overlong forms, surrogates or code points past U+10FFFF.
+    static constexpr uint32_t kLeast[5] = {0, 0, 0x80, 0x800, 0x10000};
+    if (code < kLeast[length] || (code >= 0xD800 && code <= 0xDFFF) || code > 0x10FFFF) return false;
+    i += length;
+  }
+  return true;
+}
+
+// The first `count` bytes in hex, "..." when there are more.
+std::string HexStart(std::string_view bytes, size_t count) {
+  std::string out;
+  char buf[4];
+  for (size_t i = 0; i < bytes.size() && i < count; ++i) {
+    std::snprintf(buf, sizeof buf, "%02X", static_cast<unsigned char>(bytes[i]));
+    if (i > 0) out += ' ';
+    out += buf;
+  }
+  if (bytes.size() > count) out += " ...";
+  return out;
 }
 
 }  // namespace
@@ -288,12 +376,17 @@ Call ParseCall(std::string_view text) {
   const size_t close = ClosingParen(t, i);
   if (close == std::string_view::npos) throw UsageError("bad call " + Quoted(text) + ": missing ')'");
   const std::string_view list = t.substr(i + 1, close - i - 1);
-  const auto parts = SplitTopLevel(list, text);  // before the tail: "F((1))" is about the '('
-  if (!Trim(t.substr(close + 1)).empty()) {
-    throw UsageError("bad call " + Quoted(text) + ": unexpected text after ')'");
+  const auto parts = SplitTopLevel(list);
+  const auto bad = [&](const std::string& why) { return UsageError("bad call " + Quoted(text) + ": " + why); };
+  if (const std::string_view tail = Trim(t.substr(close + 1)); !tail.empty()) {
+    if (tail.front() != '=') throw bad("unexpected text after ')'");
+    try {
+      call.assigned = ParseValue(tail.substr(1), false);
+    } catch (const UsageError& e) {
+      throw bad("the value assigned: " + std::string(e.what()));
+    }
   }
   if (parts.size() == 1 && Trim(parts[0]).empty()) return call;
-  const auto bad = [&](const std::string& why) { return UsageError("bad call " + Quoted(text) + ": " + why); };
   for (size_t n = 0; n < parts.size(); ++n) {
     const std::string_view part = Trim(parts[n]);
     size_t nameEnd = 0;
@@ -322,13 +415,26 @@ Call ParseCall(std::string_view text) {
   if (!call.args.empty() && !call.settings.empty()) {
     throw bad("settings (Name=value) and plain arguments cannot be mixed");
   }
+  if (call.assigned && !call.settings.empty()) throw bad("a call with settings (Name=value) assigns nothing");
   return call;
+}
+
+std::optional<std::vector<uint8_t>> BuiltInChannelTable(std::string_view name) {
+  std::vector<uint8_t> table(256);
+  for (int i = 0; i < 256; ++i) table[i] = static_cast<uint8_t>(i);
+  if (EqualsNoCase(name, "identity")) return table;
+  if (EqualsNoCase(name, "invert")) {
+    for (uint8_t& v : table) v = static_cast<uint8_t>(255 - v);
+    return table;
+  }
+  return std::nullopt;
 }
 
 Options ParseCommandLine(std::span<const std::string> args) {
   Options options;
   std::vector<std::string> positional;
   bool optionsEnded = false;
+  bool encodingGiven = false;
   std::optional<testhost::HostKind> kind;
 
   for (size_t i = 0; i < args.size(); ++i) {
@@ -358,9 +464,22 @@ Options ParseCommandLine(std::span<const std::string> args) {
     } else if (name == "--plugin") {
       options.plugin = TakeValue(args, i, name, inlineValue);
       if (options.plugin.empty()) throw UsageError("option --plugin needs a path");
-    } else if (name == "--chart") {
-      if (inlineValue) throw UsageError("option --chart takes no value");
-      options.chart = true;
+    } else if (name == "--chart" || name == "--no-input") {
+      if (inlineValue) throw UsageError("option " + name + " takes no value");
+      (name == "--chart" ? options.chart : options.noInput) = true;
+    } else if (name == "--save-string" || name == "--save-blocks") {
+      std::optional<std::string>& target = name == "--save-string" ? options.saveString : options.saveBlocks;
+      if (target) throw UsageError(name + " is given twice");
+      target = TakeValue(args, i, name, inlineValue);
+      if (target->empty()) throw UsageError("option " + name + " needs a path");
+    } else if (name == "--encoding") {
+      const std::string value = TakeValue(args, i, name, inlineValue);
+      if (value == "int16") options.encoding = SampleEncoding::kInt16;
+      else if (value == "uint8") options.encoding = SampleEncoding::kUint8;
+      else if (value == "float32") options.encoding = SampleEncoding::kFloat32;
+      else if (value == "float64") options.encoding = SampleEncoding::kFloat64;
+      else throw UsageError("--encoding " + Quoted(value) + ": expected int16, uint8, float32 or float64");
+      encodingGiven = true;
     } else if (name == "--host-version") {
       const std::string value = TakeValue(args, i, name, inlineValue);
       if (EqualsNoCase(value, "none")) {
@@ -406,14 +525,23 @@ Options ParseCommandLine(std::span<const std::string> args) {
     options.host.alphaPictureAlphaInfo = alphaFirst ? 2 : 1;
   }
 
-  if (!positional.empty() && positional[0] == "list" && !options.chart) {
+  if (options.chart && options.noInput) throw UsageError("--chart and --no-input exclude each other");
+  const bool pictureInput = !options.chart && !options.noInput;
+  if (pictureInput && !positional.empty() && positional[0] == "list") {
     options.command = Command::kList;
     if (positional.size() > 1) throw UsageError("list takes no calls");
     if (options.output) throw UsageError("list writes no picture; drop -o");
     return options;
   }
+  if (pictureInput && !positional.empty() && positional[0] == "render") {
+    options.command = Command::kRender;
+    positional.erase(positional.begin());
+    if (positional.empty()) throw UsageError("render needs a sound file (see --help)");
+  } else if (encodingGiven) {
+    throw UsageError("--encoding applies to render only");
+  }
   size_t first = 0;
-  if (!options.chart) {
+  if (pictureInput) {
     if (positional.empty()) throw UsageError("no input picture given (see --help)");
     options.input = positional[0];
     first = 1;
@@ -421,12 +549,27 @@ Options ParseCommandLine(std::span<const std::string> args) {
   for (size_t n = first; n < positional.size(); ++n) {
     options.calls.push_back(ParseCall(positional[n]));
   }
+  if (options.command == Command::kRender) {
+    // The render call comes first, written out or not.
+    if (options.calls.empty() || !EqualsNoCase(options.calls[0].name, kRenderMethod)) {
+      Call render;
+      render.text = render.name = std::string(kRenderMethod);
+      options.calls.insert(options.calls.begin(), std::move(render));
+    }
+    const Call& render = options.calls[0];
+    if (!render.args.empty() || render.assigned) {
+      throw UsageError(Quoted(render.text) + ": render passes the sound itself; give the other parameters as "
+                       "settings, as in " + std::string(kRenderMethod) + "(Width=800, Height=200)");
+    }
+  }
   return options;
 }
 
 std::string UsageText() {
   return R"(Usage: picture-host [options] INPUT CALL... [-o OUTPUT]
        picture-host [options] --chart CALL... [-o OUTPUT]
+       picture-host [options] --no-input CALL... [-o OUTPUT]
+       picture-host [options] render SOUND [CALL...] [-o OUTPUT]
        picture-host [options] list
 
 Loads the picture plug-in into a test host, lends it INPUT (a PNG or JPEG file)
@@ -437,16 +580,39 @@ A CALL names a method or a plug-in class:
                           none takes these arguments, a global method; self
                           passes the current picture:
                             'TintPictureZRK(self, &c808080, &cFFC080)'
+  Method(arg, ...) = value
+                          assigns through the setter of that name on the
+                          current picture, which changes in place:
+                            'EmbeddedMaskZRK(false) = picture("mask.png")'
   Class(Name=value, ...)  a new instance of a plug-in class takes the current
                           picture as SourcePicture and each setting, then Run;
                           its DestinationPicture becomes the current picture:
                             'PictureSepiaZRK(SepiaRed=40, SepiaBlue=-20)'
 A call that returns a picture makes it the current picture; any other result is
-printed as NAME = value. The last picture is written to OUTPUT as PNG (RGBA when
-it has an alpha channel). Without -o nothing is written.
+printed as NAME = value, and so is each byref argument after the call. The last
+picture is written to OUTPUT as PNG (RGBA when it has an alpha channel). Without
+-o nothing is written.
 
 Arguments and settings are host-text literals or self: 12, -3, &hFF, 1.5, true,
-false, nil, &cFF8000 (a colour), "text" (a quote inside is written twice).
+false, nil, &cFF8000 (a colour), "text" (a quote inside is written twice), and:
+  picture("b.png")   a picture read from a PNG or JPEG file, lent like INPUT:
+                       'MergePictureZRK(self, picture("b.png"))'
+  file("data.bin")   a file's bytes, as a memoryblock or a string, whichever the
+                     parameter takes: 'BinaryStringtoPictureZRK(file("p.ppic"))'
+  table(invert)      a 256-byte channel table in a memoryblock: byte i is the new
+                     value of i; built in (identity, invert) or read from a file
+                     of exactly 256 bytes, table("curve.bin"):
+                       'TransformColorsZRK(table(invert), table(identity), table("b.bin"))'
+  NAME               a variable (arguments only): it starts empty (0, 0.0,
+                     false, "" or nil, by the parameter's type), takes what a
+                     byref parameter leaves in it, is printed as NAME = value
+                     after the call and keeps its value for later calls:
+                       'FindPictureZRK(picture("pattern.png"), x, y)' 'InvertZRK(x, y, 8, 8)'
+                       'CountColorsZRK(red, green, blue, count)'
+A memoryblock prints as its size and, for 1024 bytes (256 counters, as the
+histograms are), the counters' total, the values counted and the peak; other
+sizes show their first bytes. A string that is not text prints as its size and
+first bytes; --save-string writes it whole.
 
 A lookup table's lattice, the indexed property Table(r, g, b, x), is set whole:
 from a built-in table, identity, invert or warm ('PictureLut3DZRK(Table=warm)'),
@@ -456,11 +622,26 @@ each giving a node's indices (0 to 17; index i stands for the channel value
 17*i) and its output colour in channel units. '#' starts a comment; nodes not
 given map to themselves.
 
+render reads SOUND (WAV or FLAC), mixes its channels to mono and calls
+RenderSamplesZRK with the samples in a memoryblock (Samples, SampleCount and
+Bits are filled in); the waveform becomes the current picture, on which any
+further CALL works. The other parameters are settings of a first call naming
+the method; one not given takes its declared default, Width the sample count
+up to 1000 and the rest 0 (Smooth off, Height 500, no outline):
+  picture-host render song.wav 'RenderSamplesZRK(Width=1200, Height=300, outlinewidth=1)' -o wave.png
+
 list prints every method and class member the plug-in registers.
 
 Options:
   -o, --output FILE    write the final picture to FILE as PNG
   --chart              use the built-in 256x128 colour chart instead of INPUT
+  --no-input           start without a picture: self is nil until a call
+                       returns one
+  --save-string FILE   write the last string a call returned to FILE, byte
+                       for byte
+  --save-blocks DIR    also write each memoryblock printed to DIR/NAME.bin
+  --encoding E         render: the samples as int16 (default, Bits 15),
+                       uint8 (Bits 8), float32 (Bits -32) or float64 (Bits -64)
   --plugin PATH        the plug-in to load (default: picture_plugin.so beside
                        this program)
   --host-version V     the version the host reports (default 2019.011;
@@ -473,7 +654,7 @@ Options:
   -h, --help           show this text
 
 Exit status: 0 success; 1 the plug-in left references, locks or exceptions
-unbalanced in the host's ledger; 2 any other error.
+unbalanced in the host's ledger, or crashed; 2 any other error.
 )";
 }
 
@@ -519,6 +700,9 @@ std::vector<Param> PassedParams(std::string_view declaration) {
     if (StartsWithNoCase(rest, "as") && rest.size() > 2 && IsBlank(rest[2])) {
       rest = rest.substr(2);
       param.type = ToLower(Trim(rest.substr(0, rest.find('='))));
+      if (const size_t eq = rest.find('='); eq != std::string_view::npos) {
+        param.defaultText = std::string(Trim(rest.substr(eq + 1)));
+      }
     }
     out.push_back(std::move(param));
   }
@@ -547,6 +731,19 @@ std::string ExtensionForm(std::string_view declaration) {
     out += declaration.substr(next);
   }
   return out;
+}
+
+std::string AssignedType(std::string_view declaration) {
+  const auto parts = SplitDeclaration(declaration);
+  if (parts.params) {
+    for (std::string_view p : DeclaredParams(*parts.params)) {
+      if (!StartsWithNoCase(p, "assigns ")) continue;
+      const std::string lower = ToLower(p);
+      const size_t as = lower.find(" as ");
+      return as == std::string::npos ? "" : std::string(Trim(std::string_view(lower).substr(as + 4)));
+    }
+  }
+  return DeclaredResultType(declaration);
 }
 
 std::string SetterForm(std::string_view declaration) {
@@ -593,6 +790,7 @@ std::string FormatResult(const Literal& value, std::string_view resultType) {
   }
   // A string, as host text: control characters go in as Chr(n).
   const std::string& s = std::get<std::string>(value);
+  if (!IsText(s)) return "string of " + std::to_string(s.size()) + " bytes: " + HexStart(s, 16);
   std::string out = "\"";
   for (unsigned char c : s) {
     if (c == '"') {
@@ -605,6 +803,35 @@ std::string FormatResult(const Literal& value, std::string_view resultType) {
   }
   out += '"';
   return out;
+}
+
+}  // namespace picture_host
+
+namespace picture_host {
+
+std::string FormatBlock(std::span<const uint8_t> bytes) {
+  std::string out = "memoryblock of " + std::to_string(bytes.size()) + " bytes";
+  if (bytes.size() != 1024) {
+    if (!bytes.empty()) out += ": " + HexStart({reinterpret_cast<const char*>(bytes.data()), bytes.size()}, 16);
+    return out;
+  }
+  uint64_t total = 0;
+  int used = 0, lowest = -1, highest = -1, peakAt = 0;
+  uint32_t peak = 0;
+  for (int i = 0; i < 256; ++i) {
+    uint32_t counter = 0;
+    std::memcpy(&counter, bytes.data() + 4 * i, 4);  // native byte order, as the plug-in counts
+    if (counter == 0) continue;
+    total += counter;
+    ++used;
+    if (lowest < 0) lowest = i;
+    highest = i;
+    if (counter > peak) peak = counter, peakAt = i;
+  }
+  if (used == 0) return out + ": 256 counters, all 0";
+  return out + ": 256 counters, total " + std::to_string(total) + " in " + std::to_string(used) + " value" +
+         (used == 1 ? "" : "s") + " from " + std::to_string(lowest) + " to " + std::to_string(highest) + ", peak " +
+         std::to_string(peak) + " at " + std::to_string(peakAt);
 }
 
 }  // namespace picture_host

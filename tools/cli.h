@@ -43,7 +43,31 @@ struct Word {
   std::string text;
   bool operator==(const Word&) const = default;
 };
-using Argument = std::variant<Literal, CurrentPicture, Word>;
+// A bare name as a call's argument: a variable of the run, as a program declares
+// one. It starts as its parameter type's empty value (0, 0.0, false, "", nil),
+// takes what a byref parameter leaves in it, and keeps that for later calls.
+struct Variable {
+  std::string name;
+  bool operator==(const Variable&) const = default;
+};
+// picture("file.png"): a picture read from a PNG or JPEG file, lent like the input.
+struct PictureFile {
+  std::string path;
+  bool operator==(const PictureFile&) const = default;
+};
+// file("name"): a file's bytes, as a memory block or a string by the parameter's type.
+struct FileData {
+  std::string path;
+  bool operator==(const FileData&) const = default;
+};
+// table(invert) or table("name"): a 256-byte channel table in a memory block, built
+// in (`name` set) or read from a file of exactly 256 bytes (`path` set).
+struct ChannelTable {
+  std::string name;
+  std::string path;
+  bool operator==(const ChannelTable&) const = default;
+};
+using Argument = std::variant<Literal, CurrentPicture, Word, Variable, PictureFile, FileData, ChannelTable>;
 
 // "Name=value" in a call: a property of a plug-in class to set before it runs.
 struct Setting {
@@ -57,24 +81,42 @@ struct Call {
   std::string name;
   std::vector<Argument> args;     // never a Word
   std::vector<Setting> settings;  // a call has these or args, not both
+  std::optional<Argument> assigned;  // "Name(args) = value": through the setter; never a Word
 };
 
-// "Name", "Name(arg, ...)" or "Name(Setting=value, ...)"; blanks around the parts
-// are allowed. An argument is a literal or self; a setting's value may also be a
-// bare name. Settings are told apart by name case-insensitively, like properties.
+// "Name", "Name(arg, ...)", "Name(arg, ...) = value" or "Name(Setting=value, ...)";
+// blanks around the parts are allowed. An argument is a literal, self, a variable,
+// picture("file"), file("file") or table(name or "file"); a setting's value may be
+// any of these but a variable, or a bare name. Settings are told apart by name
+// case-insensitively, like properties.
 Call ParseCall(std::string_view text);
 
-enum class Command { kRun, kList, kHelp };
+// The channel tables table(NAME) knows: byte i of each is the new value of i.
+inline constexpr std::string_view kBuiltInChannelTables = "identity, invert";
+std::optional<std::vector<uint8_t>> BuiltInChannelTable(std::string_view name);
+
+enum class Command { kRun, kList, kRender, kHelp };
+
+// The global that `render` calls with the sound's samples.
+inline constexpr std::string_view kRenderMethod = "RenderSamplesZRK";
+
+// How `render` puts the sound's samples into the memory block, and the Bits value
+// that tells the plug-in so.
+enum class SampleEncoding { kInt16, kUint8, kFloat32, kFloat64 };
 
 struct Options {
   Command command = Command::kRun;
   testhost::HostConfig host;       // version, kind, layouts of the pictures the host makes
   std::optional<uint32_t> layout;  // --layout: the input picture's alpha information
   std::string plugin;              // empty: picture_plugin.so beside the executable
-  std::string input;               // empty when `chart` is set
+  std::string input;               // empty when `chart` or `noInput` is set, the sound for kRender
   bool chart = false;              // the input is the built-in colour chart
-  std::vector<Call> calls;
+  bool noInput = false;            // the run starts without a picture: self is nil
+  std::vector<Call> calls;         // for kRender, the first one is the render call
   std::optional<std::string> output;
+  std::optional<std::string> saveString;  // the last string result, written as raw bytes
+  std::optional<std::string> saveBlocks;  // a folder for every memory block printed
+  SampleEncoding encoding = SampleEncoding::kInt16;
 };
 
 // Parses everything after the program name. Throws UsageError.
@@ -100,12 +142,17 @@ struct Param {
   std::string name;
   std::string type;    // lower case
   bool byref = false;  // comes back as the callee left it
+  std::optional<std::string> defaultText;  // the declared default, as written
 };
 std::vector<Param> PassedParams(std::string_view declaration);
 // The declaration as a program calls it on a picture: a module method's leading
 // "extends ref as Picture" parameter is dropped ("InvertZRK(extends ref as
 // Picture) as picture" becomes "InvertZRK as picture"); other text is kept as is.
 std::string ExtensionForm(std::string_view declaration);
+
+// The type a setter takes, in lower case: its assigns parameter's, or else its
+// declared result type.
+std::string AssignedType(std::string_view declaration);
 
 // A setter as a program assigns through it: "Table(x as UInt32) as double" becomes
 // "Table(x as UInt32, assigns value as double)"; one that declares its assigns
@@ -115,6 +162,13 @@ std::string SetterForm(std::string_view declaration);
 // A result as the tool prints it after "NAME = ": `resultType` is the declared
 // type in lower case ("color" prints &cRRGGBB; an unknown type prints integers in
 // decimal). Doubles print in their shortest exact form, strings as host text.
+// A string that is not UTF-8 text (a NUL, or bytes that are no UTF-8) prints as
+// its size and its first bytes in hex.
 std::string FormatResult(const Literal& value, std::string_view resultType);
+
+// A memory block's bytes as the tool prints them: the size, then for 1024 bytes
+// (256 counters, as histograms are) their total, the values counted and the peak,
+// and for any other size the first bytes in hex.
+std::string FormatBlock(std::span<const uint8_t> bytes);
 
 }  // namespace picture_host

@@ -1,13 +1,16 @@
 // picture-host: runs the picture plug-in in the test host from the command line.
-// Reads a PNG or JPEG, lends it to the plug-in as a host picture, calls extension
-// methods, global methods and plug-in classes on it in turn and writes the last
-// picture out as PNG. See --help.
+// Reads a PNG or JPEG (or renders a sound file's waveform), lends it to the
+// plug-in as a host picture, calls extension methods, setters, global methods and
+// plug-in classes on it in turn, with other pictures, files and variables as
+// arguments, prints what the calls return and leave in byref arguments, and
+// writes the last picture out as PNG. See --help.
 #include <algorithm>
 #include <cctype>
 #include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <iostream>
+#include <limits>
 #include <map>
 #include <new>
 #include <optional>
@@ -22,6 +25,7 @@
 #include "tools/image_io.h"
 #include "tools/lattice.h"
 #include "tools/lending.h"
+#include "tools/sound_io.h"
 
 namespace picture_host {
 namespace {
@@ -159,15 +163,6 @@ void Check(const testhost::CallResult& result, const std::string& what) {
   throw ToolError(text);
 }
 
-// `self` is another reference to the current picture.
-Value ToValue(const Argument& argument, const Ref& current, const std::string& what) {
-  if (std::holds_alternative<CurrentPicture>(argument)) return current;
-  if (const Word* word = std::get_if<Word>(&argument)) {
-    throw ToolError(what + ": '" + word->text + "' is neither a literal nor self");
-  }
-  return std::visit([](const auto& v) -> Value { return v; }, std::get<Literal>(argument));
-}
-
 struct Plugin {
   std::vector<testhost::Callable> callables;
   std::set<std::string> classes;
@@ -182,33 +177,132 @@ bool InScope(const Plugin& plugin, const testhost::Callable& c, Scope scope) {
 }
 
 // The declarations a call may reach: those of its name in `scope` that take as
-// many arguments as it passes; with `anyArity`, every one of its name.
+// many arguments as it passes; with `anyArity`, every one of its name. Setters
+// for an assignment, the other methods for a call.
 std::vector<std::string> Reachable(const Plugin& plugin, Scope scope, const Call& call, bool anyArity = false) {
   std::vector<std::string> out;
   for (const auto& c : plugin.callables) {
-    if (!InScope(plugin, c, scope) || c.isSetter || !SameName(DeclaredName(c.declaration), call.name)) continue;
+    if (!InScope(plugin, c, scope) || c.isSetter != call.assigned.has_value() ||
+        !SameName(DeclaredName(c.declaration), call.name)) {
+      continue;
+    }
     const Arity arity = DeclaredArity(c.declaration);
     if (anyArity || (call.args.size() >= arity.min && call.args.size() <= arity.max)) out.push_back(c.declaration);
   }
   return out;
 }
 
-// The result type they declare in lower case; empty when they disagree.
-std::string ResultTypeOf(const std::vector<std::string>& declarations) {
-  std::optional<std::string> type;
+// What every one of `declarations` says, or empty when they disagree.
+template <typename F>
+std::string Agreed(const std::vector<std::string>& declarations, F of) {
+  std::optional<std::string> agreed;
   for (const auto& d : declarations) {
-    const std::string t = DeclaredResultType(d);
-    if (type && *type != t) return "";
-    type = t;
+    const std::string t = of(d);
+    if (agreed && *agreed != t) return "";
+    agreed = t;
   }
-  return type.value_or("");
+  return agreed.value_or("");
+}
+
+std::string ResultTypeOf(const std::vector<std::string>& declarations) {
+  return Agreed(declarations, [](const std::string& d) { return DeclaredResultType(d); });
+}
+
+// The type of the parameter at `index` in lower case; empty when unknown or the overloads disagree.
+std::string ParamTypeOf(const std::vector<std::string>& declarations, size_t index) {
+  return Agreed(declarations, [&](const std::string& d) {
+    const std::vector<Param> params = PassedParams(d);
+    return index < params.size() ? params[index].type : std::string();
+  });
+}
+
+bool IsIntegerType(const std::string& type) {
+  static const std::set<std::string> kIntegers = {"integer", "int8",  "int16",  "int32",  "int64", "uint8",
+                                                  "uint16",  "uint32", "uint64", "color", "byte",  "short"};
+  return kIntegers.count(type) > 0;
+}
+
+// What a variable of `type` holds before anything is put in it, as the host's Dim gives it.
+Value EmptyValue(const std::string& type) {
+  if (IsIntegerType(type)) return int64_t{0};
+  if (type == "double" || type == "single" || type == "currency") return 0.0;
+  if (type == "boolean") return false;
+  if (type == "string") return std::string();
+  return std::monostate{};
+}
+
+// One run: the host, the current picture, the variables the calls made, and
+// the last string a call returned. Everything it holds goes when it does.
+class Session {
+ public:
+  Session(Host& host, const Options& options) : host_(host), options_(options) {
+    plugin_.callables = host.Callables();
+    for (const auto& c : host.registrations().classes) plugin_.classes.insert(c.name);
+  }
+
+  Ref& current() { return current_; }
+
+  // A picture of a file, lent like the input: in the layout --layout asks for on
+  // a desktop host, in the host's own elsewhere.
+  Ref Lend(const Image& image) {
+    const uint32_t layout = options_.host.kind == testhost::HostKind::kDesktop ? InputLayout(options_, image) : 5;
+    return LendPicture(host_, image, layout);
+  }
+
+  void Run(const Call& call) {
+    const auto& classes = host_.registrations().classes;
+    const auto record =
+        std::find_if(classes.begin(), classes.end(), [&](const auto& c) { return SameName(c.name, call.name); });
+    if (record != classes.end()) {
+      RunClass(*record, call);
+    } else if (call.assigned) {
+      RunAssignment(call);
+    } else {
+      RunMethod(call);
+    }
+  }
+
+  // The sound's samples through the render global; its picture becomes the current one.
+  void Render(const Sound& sound, const Call& call);
+
+  void SaveString(const std::string& path) const {
+    if (!lastString_) throw ToolError("--save-string: no call returned a string");
+    WriteFileBytes(path, {reinterpret_cast<const uint8_t*>(lastString_->data()), lastString_->size()});
+  }
+
+ private:
+  Value ToValue(const Argument& argument, const std::string& type, const std::string& what);
+  // NAME = value on stdout; a memory block also to --save-blocks' folder.
+  void Print(const std::string& name, const Value& value, const std::string& type);
+  void RunMethod(const Call& call);
+  void RunAssignment(const Call& call);
+  void RunClass(const testhost::ClassRecord& record, const Call& call);
+  void FillLattice(const testhost::ClassRecord& record, const Call& call, const Setting& setting, REALobject object);
+
+  Host& host_;
+  const Options& options_;
+  Plugin plugin_;
+  Ref current_;
+  // By name in lower case, as the host's language tells names apart: the name as first written, and the value.
+  std::map<std::string, std::pair<std::string, Value>> variables_;
+  std::optional<std::string> lastString_;
+};
+
+std::string Lowered(std::string_view s) {
+  std::string out(s);
+  for (char& c : out) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return out;
 }
 
 // A value as the tool prints it after "NAME = "; objects by their declared type.
 std::string Describe(const Host& host, const Value& value, const std::string& type) {
   if (const Ref* object = std::get_if<Ref>(&value)) {
     if (!*object) return "nil";
-    if (type == "memoryblock") return "memoryblock of " + std::to_string(host.Bytes(object->block()).size()) + " bytes";
+    if (type == "memoryblock") return FormatBlock(host.Bytes(object->block()));
+    if (type == "picture") {
+      return "picture " + std::to_string(host.Width(object->picture())) + "x" +
+             std::to_string(host.Height(object->picture()));
+    }
     return type.empty() ? "object" : type;
   }
   const Literal literal = std::visit(
@@ -223,57 +317,169 @@ std::string Describe(const Host& host, const Value& value, const std::string& ty
   return FormatResult(literal, type);
 }
 
+Value Session::ToValue(const Argument& argument, const std::string& type, const std::string& what) {
+  if (std::holds_alternative<CurrentPicture>(argument)) {
+    if (!current_) return std::monostate{};
+    return current_;
+  }
+  if (const Word* word = std::get_if<Word>(&argument)) {
+    throw ToolError(what + ": '" + word->text + "' is neither a literal nor self");
+  }
+  if (const Variable* variable = std::get_if<Variable>(&argument)) {
+    auto [at, added] = variables_.try_emplace(Lowered(variable->name), variable->name, std::monostate{});
+    if (added) {
+      if (type.empty()) {
+        variables_.erase(at);
+        throw ToolError(what + ": the type of the new variable " + variable->name +
+                        " is unclear, as the overloads that fit differ there");
+      }
+      at->second.second = EmptyValue(type);
+    }
+    return at->second.second;
+  }
+  if (const PictureFile* file = std::get_if<PictureFile>(&argument)) {
+    try {
+      return Lend(ReadImage(file->path));
+    } catch (const ImageError& e) {
+      throw ToolError(what + ": " + e.what());
+    }
+  }
+  const auto block = [&](std::span<const uint8_t> bytes) -> Value {
+    if (bytes.size() > static_cast<size_t>(std::numeric_limits<int32_t>::max())) {
+      throw ToolError(what + ": " + std::to_string(bytes.size()) + " bytes do not fit a memoryblock");
+    }
+    Ref made = host_.NewMemoryBlock(static_cast<int32_t>(bytes.size()));
+    if (!made) throw ToolError(what + ": the host could not make a memoryblock");
+    std::copy(bytes.begin(), bytes.end(), host_.Bytes(made.block()).begin());
+    return made;
+  };
+  if (const FileData* file = std::get_if<FileData>(&argument)) {
+    if (type != "memoryblock" && type != "string") {
+      throw ToolError(what + ": file(...) is passed as a memoryblock or a string, and this parameter is " +
+                      (type.empty() ? "of no one type" : "a " + type));
+    }
+    std::vector<uint8_t> bytes;
+    try {
+      bytes = ReadFileBytes(file->path);
+    } catch (const ImageError& e) {
+      throw ToolError(what + ": " + e.what());
+    }
+    if (type == "string") return std::string(bytes.begin(), bytes.end());
+    return block(bytes);
+  }
+  if (const ChannelTable* table = std::get_if<ChannelTable>(&argument)) {
+    if (type != "memoryblock") {
+      throw ToolError(what + ": table(...) is a memoryblock, and this parameter is " +
+                      (type.empty() ? "of no one type" : "a " + type));
+    }
+    if (!table->name.empty()) return block(*BuiltInChannelTable(table->name));
+    std::vector<uint8_t> bytes;
+    try {
+      bytes = ReadFileBytes(table->path);
+    } catch (const ImageError& e) {
+      throw ToolError(what + ": " + e.what());
+    }
+    if (bytes.size() != 256) {
+      throw ToolError(what + ": the channel table '" + table->path + "' holds " + std::to_string(bytes.size()) +
+                      " bytes, not 256");
+    }
+    return block(bytes);
+  }
+  return std::visit([](const auto& v) -> Value { return v; }, std::get<Literal>(argument));
+}
+
+void Session::Print(const std::string& name, const Value& value, const std::string& type) {
+  std::cout << name << " = " << Describe(host_, value, type) << '\n';
+  const Ref* object = std::get_if<Ref>(&value);
+  if (!options_.saveBlocks || type != "memoryblock" || object == nullptr || !*object) return;
+  std::error_code ec;
+  std::filesystem::create_directories(*options_.saveBlocks, ec);
+  try {
+    WriteFileBytes((std::filesystem::path(*options_.saveBlocks) / (name + ".bin")).string(),
+                   host_.Bytes(object->block()));
+  } catch (const ImageError& e) {
+    throw ToolError(std::string("--save-blocks: ") + e.what());
+  }
+}
+
 // An extension method on the current picture or, when no extension of that name
 // takes the arguments, a global method. A picture result becomes the current
 // picture; any other is printed, byref arguments after it.
-void RunMethod(Host& host, const Plugin& plugin, const Call& call, Ref& current) {
+void Session::RunMethod(const Call& call) {
   if (!call.settings.empty()) {
     throw ToolError(call.text + ": only plug-in classes take settings (Name=value), and " + call.name + " is none");
   }
-  std::vector<std::string> reached = Reachable(plugin, Scope::kPicture, call);
+  std::vector<std::string> reached = Reachable(plugin_, Scope::kPicture, call);
   Scope scope = Scope::kPicture;
   // When nothing fits, the host's complaint is about the extension of that name if there is one.
-  if (std::vector<std::string> globals = Reachable(plugin, Scope::kGlobal, call);
-      reached.empty() && (!globals.empty() || Reachable(plugin, Scope::kPicture, call, true).empty())) {
+  if (std::vector<std::string> globals = Reachable(plugin_, Scope::kGlobal, call);
+      reached.empty() && (!globals.empty() || Reachable(plugin_, Scope::kPicture, call, true).empty())) {
     scope = Scope::kGlobal;
     reached = std::move(globals);
   }
 
   std::vector<Value> args;
   for (size_t i = 0; i < call.args.size(); ++i) {
-    args.push_back(ToValue(call.args[i], current, call.text + ": argument " + std::to_string(i + 1)));
+    args.push_back(ToValue(call.args[i], ParamTypeOf(reached, i), call.text + ": argument " + std::to_string(i + 1)));
   }
   testhost::CallResult result;
   {
     InPlugin running(call.text);
-    result = scope == Scope::kPicture ? host.CallMethod(current.get(), call.name, std::move(args))
-                                      : host.Call(call.name, std::move(args));
+    result = scope == Scope::kPicture ? host_.CallMethod(current_.get(), call.name, std::move(args))
+                                      : host_.Call(call.name, std::move(args));
   }
   Check(result, call.text);
 
   const std::string type = ResultTypeOf(reached);
   if (Ref* object = std::get_if<Ref>(&result.value); object && *object && type == "picture") {
-    current = std::move(*object);
+    current_ = std::move(*object);
   } else if (type == "picture") {
     throw ToolError(call.text + " returned nil: the plug-in made no picture");
   } else if (!type.empty() || !std::holds_alternative<std::monostate>(result.value)) {
-    std::cout << call.name << " = " << Describe(host, result.value, type) << '\n';
+    if (const std::string* text = std::get_if<std::string>(&result.value)) lastString_ = *text;
+    Print(call.name, result.value, type);
   }
-  if (reached.size() == 1) {
-    const std::vector<Param> params = PassedParams(reached[0]);
-    for (size_t i = 0; i < params.size() && i < result.args.size(); ++i) {
-      if (!params[i].byref) continue;
-      std::cout << call.name << "." << params[i].name << " = " << Describe(host, result.args[i], params[i].type)
-                << '\n';
+  if (reached.size() != 1) return;
+  const std::vector<Param> params = PassedParams(reached[0]);
+  for (size_t i = 0; i < params.size() && i < result.args.size() && i < call.args.size(); ++i) {
+    if (!params[i].byref) continue;
+    if (const Variable* variable = std::get_if<Variable>(&call.args[i])) {
+      auto& [name, value] = variables_.at(Lowered(variable->name));
+      value = std::move(result.args[i]);
+      Print(name, value, params[i].type);
+    } else {
+      Print(call.name + "." + params[i].name, result.args[i], params[i].type);
     }
   }
 }
 
+// "Name(args) = value": the setter of that name on the current picture, which
+// changes in place and stays the current picture.
+void Session::RunAssignment(const Call& call) {
+  const std::vector<std::string> reached = Reachable(plugin_, Scope::kPicture, call);
+  if (reached.empty()) {
+    throw ToolError(call.text + ": no setter " + call.name + " of a picture takes " + std::to_string(call.args.size()) +
+                    " argument" + (call.args.size() == 1 ? "" : "s"));
+  }
+  std::vector<Value> args;
+  for (size_t i = 0; i < call.args.size(); ++i) {
+    args.push_back(ToValue(call.args[i], ParamTypeOf(reached, i), call.text + ": argument " + std::to_string(i + 1)));
+  }
+  const std::string type = Agreed(reached, [](const std::string& d) { return AssignedType(d); });
+  Value value = ToValue(*call.assigned, type, call.text + ": the value assigned");
+  testhost::CallResult result;
+  {
+    InPlugin running(call.text);
+    result = host_.Assign(current_.get(), call.name, std::move(args), std::move(value));
+  }
+  Check(result, call.text);
+}
+
 // Fills an indexed property Name(r, g, b, x) of `object` node by node.
-void FillLattice(Host& host, const Plugin& plugin, const testhost::ClassRecord& record, const Call& call,
-                 const Setting& setting, REALobject object) {
+void Session::FillLattice(const testhost::ClassRecord& record, const Call& call, const Setting& setting,
+                          REALobject object) {
   const std::string what = call.text + ": " + setting.name;
-  for (const auto& c : plugin.callables) {
+  for (const auto& c : plugin_.callables) {
     if (c.isSetter && c.owner == record.name && SameName(DeclaredName(c.declaration), setting.name) &&
         PassedParams(c.declaration).size() != 4) {
       throw ToolError(what + " is not indexed by r, g, b and x; only such a table can be filled");
@@ -299,8 +505,8 @@ void FillLattice(Host& host, const Plugin& plugin, const testhost::ClassRecord& 
     for (int g = 0; g < kLatticeSide; ++g) {
       for (int b = 0; b < kLatticeSide; ++b) {
         for (int x = 0; x < 3; ++x) {
-          Check(host.Assign(object, setting.name, {int64_t{r}, int64_t{g}, int64_t{b}, int64_t{x}},
-                            lattice[LatticeIndex(r, g, b, x)]),
+          Check(host_.Assign(object, setting.name, {int64_t{r}, int64_t{g}, int64_t{b}, int64_t{x}},
+                             lattice[LatticeIndex(r, g, b, x)]),
                 what);
         }
       }
@@ -311,65 +517,134 @@ void FillLattice(Host& host, const Plugin& plugin, const testhost::ClassRecord& 
 // A plug-in class run as a program runs it: a new instance gets the current
 // picture as SourcePicture and every setting, then Run; its DestinationPicture
 // becomes the current picture. The instance goes when this returns.
-void RunClass(Host& host, const Plugin& plugin, const testhost::ClassRecord& record, const Call& call, Ref& current) {
-  if (!call.args.empty()) {
+void Session::RunClass(const testhost::ClassRecord& record, const Call& call) {
+  if (!call.args.empty() || call.assigned) {
     throw ToolError(call.text + ": " + record.name + " is a class; it takes settings (Name=value), not arguments");
   }
   InPlugin running(call.text);  // constructor, accessors, Run and destructor
-  const Ref object = host.NewInstance(record.name);
+  const Ref object = host_.NewInstance(record.name);
   if (!object) throw ToolError(call.text + ": the host could not make a " + record.name);
-  Check(host.SetProperty(object.get(), "SourcePicture", current), call.text + ": SourcePicture");
+  Check(host_.SetProperty(object.get(), "SourcePicture", current_ ? Value(current_) : Value()),
+        call.text + ": SourcePicture");
 
   for (const Setting& setting : call.settings) {
-    const bool property = std::any_of(record.properties.begin(), record.properties.end(),
-                                      [&](const auto& p) { return SameName(p.name, setting.name); });
-    const bool indexed = std::any_of(plugin.callables.begin(), plugin.callables.end(), [&](const auto& c) {
+    const auto property = std::find_if(record.properties.begin(), record.properties.end(),
+                                       [&](const auto& p) { return SameName(p.name, setting.name); });
+    const bool indexed = std::any_of(plugin_.callables.begin(), plugin_.callables.end(), [&](const auto& c) {
       return c.isSetter && c.owner == record.name && SameName(DeclaredName(c.declaration), setting.name);
     });
-    if (property) {
-      const Value value = ToValue(setting.value, current, call.text + ": " + setting.name);
-      Check(host.SetProperty(object.get(), setting.name, value), call.text);  // the host names the property
+    if (property != record.properties.end()) {
+      const Value value = ToValue(setting.value, Lowered(property->type), call.text + ": " + setting.name);
+      Check(host_.SetProperty(object.get(), setting.name, value), call.text);  // the host names the property
     } else if (indexed) {
-      FillLattice(host, plugin, record, call, setting, object.get());
+      FillLattice(record, call, setting, object.get());
     } else {
       throw ToolError(call.text + ": " + record.name + " has no property " + setting.name);
     }
   }
 
-  const testhost::CallResult ran = host.CallMethod(object.get(), "Run", {});
+  const testhost::CallResult ran = host_.CallMethod(object.get(), "Run", {});
   Check(ran, call.text + ": Run");
   if (const bool* done = std::get_if<bool>(&ran.value); done == nullptr || !*done) {
-    throw ToolError(call.text + ": Run returned " + Describe(host, ran.value, "boolean"));
+    throw ToolError(call.text + ": Run returned " + Describe(host_, ran.value, "boolean"));
   }
-  testhost::CallResult made = host.GetProperty(object.get(), "DestinationPicture");
+  testhost::CallResult made = host_.GetProperty(object.get(), "DestinationPicture");
   Check(made, call.text + ": DestinationPicture");
   Ref* picture = std::get_if<Ref>(&made.value);
   if (picture == nullptr || !*picture) throw ToolError(call.text + ": Run left DestinationPicture nil");
-  current = std::move(*picture);
+  current_ = std::move(*picture);
 }
 
-// Runs the calls on the input and writes the result. Returns the failure that
-// ended the run, if any; every host reference it took is gone when it returns.
-std::optional<std::string> RunCalls(Host& host, const Options& options, const Image& input) {
-  try {
-    const uint32_t layout =
-        options.host.kind == testhost::HostKind::kDesktop ? InputLayout(options, input) : 5;
-    Ref current = LendPicture(host, input, layout);
-    Plugin plugin{host.Callables(), {}};
-    for (const auto& c : host.registrations().classes) plugin.classes.insert(c.name);
-
-    const auto& classes = host.registrations().classes;
-    for (const Call& call : options.calls) {
-      const auto record =
-          std::find_if(classes.begin(), classes.end(), [&](const auto& c) { return SameName(c.name, call.name); });
-      if (record != classes.end()) {
-        RunClass(host, plugin, *record, call, current);
-      } else {
-        RunMethod(host, plugin, call, current);
+void Session::Render(const Sound& sound, const Call& call) {
+  const auto callable = std::find_if(plugin_.callables.begin(), plugin_.callables.end(), [&](const auto& c) {
+    return InScope(plugin_, c, Scope::kGlobal) && !c.isSetter && SameName(DeclaredName(c.declaration), call.name);
+  });
+  if (callable == plugin_.callables.end()) {
+    throw ToolError("render: the plug-in has no global method " + call.name);
+  }
+  const std::vector<Param> params = PassedParams(callable->declaration);
+  // Filled in here: the samples, their number and their encoding.
+  static constexpr std::string_view kFilled[] = {"Samples", "SampleCount", "Bits"};
+  for (const Setting& setting : call.settings) {
+    const bool known = std::any_of(params.begin(), params.end(), [&](const Param& p) { return SameName(p.name, setting.name); });
+    if (!known) {
+      std::string names;
+      for (const Param& p : params) names += (names.empty() ? "" : ", ") + p.name;
+      throw ToolError(call.text + ": " + call.name + " has no parameter " + setting.name + " (" + names + ")");
+    }
+    for (std::string_view filled : kFilled) {
+      if (SameName(setting.name, filled)) {
+        throw ToolError(call.text + ": render fills in " + setting.name +
+                        (filled == "Bits" ? " from --encoding" : " from the sound"));
       }
     }
+  }
 
-    if (options.output) WritePng(*options.output, TakePicture(host, current.picture()));
+  const std::vector<uint8_t> bytes = EncodeSamples(sound.samples, options_.encoding);
+  if (bytes.size() > static_cast<size_t>(std::numeric_limits<int32_t>::max())) {
+    throw ToolError("render: the sound's " + std::to_string(sound.samples.size()) +
+                    " samples do not fit a memoryblock; try --encoding uint8");
+  }
+  const auto count = static_cast<int64_t>(sound.samples.size());
+  std::vector<Value> args;
+  for (const Param& param : params) {
+    const auto setting = std::find_if(call.settings.begin(), call.settings.end(),
+                                      [&](const Setting& s) { return SameName(s.name, param.name); });
+    const std::string what = call.text + ": " + param.name;
+    if (SameName(param.name, "Samples")) {
+      Ref block = host_.NewMemoryBlock(static_cast<int32_t>(bytes.size()));
+      if (!block) throw ToolError("render: the host could not make a memoryblock of the samples");
+      std::copy(bytes.begin(), bytes.end(), host_.Bytes(block.block()).begin());
+      args.push_back(std::move(block));
+    } else if (SameName(param.name, "SampleCount")) {
+      args.push_back(count);
+    } else if (SameName(param.name, "Bits")) {
+      args.push_back(int64_t{EncodingBits(options_.encoding)});
+    } else if (setting != call.settings.end()) {
+      args.push_back(ToValue(setting->value, param.type, what));
+    } else if (param.defaultText) {
+      try {
+        args.push_back(ToValue(ParseLiteral(*param.defaultText), param.type, what));
+      } catch (const UsageError& e) {
+        throw ToolError(what + ": its declared default " + e.what());
+      }
+    } else if (SameName(param.name, "Width")) {
+      args.push_back(std::min<int64_t>(count, 1000));  // one column a sample, up to a screen's width
+    } else {
+      args.push_back(EmptyValue(param.type));  // 0: the plug-in's own choice
+    }
+  }
+
+  testhost::CallResult result;
+  {
+    InPlugin running(call.text);
+    result = host_.Call(call.name, std::move(args));
+  }
+  Check(result, call.text);
+  Ref* picture = std::get_if<Ref>(&result.value);
+  if (picture == nullptr || !*picture) throw ToolError(call.text + " returned nil: the plug-in made no picture");
+  current_ = std::move(*picture);
+}
+
+// Runs the calls and writes the result. Returns the failure that ended the run,
+// if any; every host reference it took is gone when it returns.
+std::optional<std::string> RunCalls(Host& host, const Options& options, const std::optional<Image>& input,
+                                    const std::optional<Sound>& sound) {
+  try {
+    Session session(host, options);
+    auto call = options.calls.begin();
+    if (sound) {
+      session.Render(*sound, *call++);
+    } else if (input) {
+      session.current() = session.Lend(*input);
+    }
+    for (; call != options.calls.end(); ++call) session.Run(*call);
+
+    if (options.saveString) session.SaveString(*options.saveString);
+    if (options.output) {
+      if (!session.current()) throw ToolError("no picture to write: the run has none");
+      WritePng(*options.output, TakePicture(host, session.current().picture()));
+    }
     return std::nullopt;
   } catch (const ToolError& e) {
     return e.what();
@@ -427,7 +702,11 @@ int Run(const std::vector<std::string>& args) {
   }
 
   std::optional<Image> input;
-  if (options.command == Command::kRun) input = options.chart ? MakeChart() : ReadImage(options.input);
+  std::optional<Sound> sound;
+  if (options.command == Command::kRun && !options.noInput) {
+    input = options.chart ? MakeChart() : ReadImage(options.input);
+  }
+  if (options.command == Command::kRender) sound = ReadSound(options.input);
 
   const std::string plugin = options.plugin.empty() ? DefaultPluginPath() : options.plugin;
   std::error_code ec;
@@ -448,7 +727,7 @@ int Run(const std::vector<std::string>& args) {
   if (options.command == Command::kList) {
     PrintList(host);
   } else {
-    failure = RunCalls(host, options, *input);
+    failure = RunCalls(host, options, input, sound);
   }
   std::cout.flush();
 

@@ -4,6 +4,8 @@
 
 #include <array>
 #include <cstdlib>
+#include <cstring>
+#include <fstream>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -13,6 +15,7 @@
 #include "tools/image_io.h"
 #include "tools/lattice.h"
 #include "tools/lending.h"
+#include "tools/sound_io.h"
 
 namespace picture_host {
 namespace {
@@ -20,7 +23,12 @@ namespace {
 using ::testing::StartsWith, ::testing::ThrowsMessage;
 
 TEST(ParseCall, ReadsTheNameAndEveryLiteralForm) {
-  struct Case { std::string text, name; std::vector<Argument> args; std::vector<Setting> settings = {}; };
+  struct Case {
+    std::string text, name;
+    std::vector<Argument> args;
+    std::vector<Setting> settings = {};
+    std::optional<Argument> assigned = {};
+  };
   const std::vector<Case> cases = {
       {"F(0, 12, -3, +7, 2147483647, -2147483648, 4294967295)", "F",
        {0, 12, -3, 7, 2147483647, -2147483648LL, 4294967295LL}},
@@ -35,6 +43,11 @@ TEST(ParseCall, ReadsTheNameAndEveryLiteralForm) {
       {R"(C(A=-1, b = self, Table=warm, T="x=y", On=TRUE, N=nil))", "C", {},
        {{"A", -1}, {"b", CurrentPicture{}}, {"Table", Word{"warm"}}, {"T", std::string("x=y")}, {"On", true},
         {"N", std::monostate{}}}},
+      // Files, tables and variables; the commas and parentheses of a file name are its own.
+      {R"-(F(picture("a, (b).png"), FILE ( "t.bin" ), table(Invert), table("c.bin"), x, Count_2, nil))-", "F",
+       {PictureFile{"a, (b).png"}, FileData{"t.bin"}, ChannelTable{"invert", ""}, ChannelTable{"", "c.bin"},
+        Variable{"x"}, Variable{"Count_2"}, std::monostate{}}},
+      {R"(M(false, k) = picture("m.png"))", "M", {false, Variable{"k"}}, {}, PictureFile{"m.png"}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.text);
@@ -42,6 +55,7 @@ TEST(ParseCall, ReadsTheNameAndEveryLiteralForm) {
     EXPECT_EQ(call.name, c.name);
     EXPECT_EQ(call.args, c.args);
     EXPECT_EQ(call.settings, c.settings);
+    EXPECT_EQ(call.assigned, c.assigned);
   }
 }
 
@@ -58,7 +72,13 @@ TEST(ParseCall, NamesWhatIsMalformed) {
       {"F(&h100000000)", "argument 1: integer '&h100000000' does not fit 32 bits"},
       {"F(1e999)", "argument 1: double '1e999' is out of range"},
       {"F(&c12345)", "argument 1: colour '&c12345' must be &c and six hex digits"},
-      {"F(warm)", "argument 1: 'warm' is not a literal"},
+      {"F(picture(1))", "argument 1: picture(...) takes a file name in quotes"},
+      {R"(F(file(""), 2))", "argument 1: file(...) takes a file name in quotes"},
+      {"F(1, table(warm))", "argument 2: no built-in channel table 'warm' (identity, invert)"},
+      {R"(F(crop("a")))", R"(argument 1: 'crop("a")' is not a literal; the forms with parentheses)"},
+      {R"(F(picture("a") x))", R"(argument 1: 'picture("a") x' is not a literal)"},
+      {"F(true) =", "the value assigned: empty argument"},
+      {"C(A=1) = 2", "a call with settings (Name=value) assigns nothing"},
       {"C(A=1, 2)", "settings (Name=value) and plain arguments cannot be mixed"},
       {"C(a=1, A=2)", "A is set twice"},
   };
@@ -93,9 +113,16 @@ TEST(Lattice, FilesSetTheNodesTheyNameAndNoOther) {
 // Everything ParseCommandLine settles, in one line.
 std::string Summary(const Options& o) {
   if (o.command == Command::kHelp) return "help";
-  std::string s = o.command == Command::kList ? "list" : o.chart ? "chart" : "in=" + o.input;
+  std::string s = o.command == Command::kList     ? "list"
+                  : o.command == Command::kRender ? "render=" + o.input
+                  : o.chart                       ? "chart"
+                  : o.noInput                     ? "none"
+                                                  : "in=" + o.input;
   for (const auto& call : o.calls) s += " " + call.name + "/" + std::to_string(call.args.size());
   if (o.output) s += " -o " + *o.output;
+  if (o.saveString) s += " string=" + *o.saveString;
+  if (o.saveBlocks) s += " blocks=" + *o.saveBlocks;
+  if (o.command == Command::kRender) s += " bits=" + std::to_string(EncodingBits(o.encoding));
   if (!o.plugin.empty()) s += " plugin=" + o.plugin;
   s += " v=" + (o.host.version ? FormatResult(*o.host.version, "double") : "none");
   using testhost::HostKind;
@@ -123,6 +150,19 @@ TEST(ParseCommandLine, ReadsOptionsOrNamesTheProblem) {
       {{"--kind", "console", "--layout", "1", "in.png"}, "error: --layout applies to desktop hosts only"},
       {{"list", "InvertZRK"}, "error: list takes no calls"},
       {{"in.png", "F(1, 4x)"}, "error: bad call 'F(1, 4x)': argument 2"},
+      // render: the render call comes first, written out or not; the encoding gives Bits.
+      {{"render", "s.wav", "-o", "w.png"}, "render=s.wav RenderSamplesZRK/0 -o w.png bits=15 v=2019.011 desktop made=5/1"},
+      {{"--encoding=float64", "render", "s.flac", "renderSamplesZRK(Width=3)", "InvertZRK"},
+       "render=s.flac renderSamplesZRK/0 InvertZRK/0 bits=-64 v=2019.011 desktop made=5/1"},
+      {{"--encoding", "uint8", "render", "s.wav", "InvertZRK"},
+       "render=s.wav RenderSamplesZRK/0 InvertZRK/0 bits=8 v=2019.011 desktop made=5/1"},
+      {{"--no-input", "--save-string", "x.ppic", "--save-blocks=d", "F(1)"},
+       "none F/1 string=x.ppic blocks=d v=2019.011 desktop made=5/1"},
+      {{"render"}, "error: render needs a sound file"},
+      {{"render", "s.wav", "RenderSamplesZRK(1)"}, "error: 'RenderSamplesZRK(1)': render passes the sound itself"},
+      {{"--encoding", "int16", "in.png"}, "error: --encoding applies to render only"},
+      {{"--encoding", "int24", "render", "s.wav"}, "error: --encoding 'int24'"},
+      {{"--chart", "--no-input", "F"}, "error: --chart and --no-input exclude each other"},
   };
   for (const auto& [args, expected] : cases) {
     std::string got;
@@ -135,6 +175,63 @@ TEST(ParseCommandLine, ReadsOptionsOrNamesTheProblem) {
   }
 }
 
+TEST(Format, BlocksAndStringsThatAreNoTextPrintTheirSizeAndWhatTheyHold) {
+  std::vector<uint8_t> counters(1024);
+  const auto count = [&](int value, uint32_t n) { std::memcpy(&counters[4 * value], &n, 4); };
+  const std::string zeros = "memoryblock of 1024 bytes: 256 counters, all 0";
+  EXPECT_EQ(FormatBlock(counters), zeros);
+  count(3, 5), count(128, 9), count(250, 2), count(251, 9);
+  EXPECT_EQ(FormatBlock(counters),
+            "memoryblock of 1024 bytes: 256 counters, total 25 in 4 values from 3 to 251, peak 9 at 128");
+  std::vector<uint8_t> bytes(20);
+  for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<uint8_t>(i * 17);
+  EXPECT_EQ(FormatBlock(bytes), "memoryblock of 20 bytes: 00 11 22 33 44 55 66 77 88 99 AA BB CC DD EE FF ...");
+  EXPECT_EQ(FormatBlock(std::span(bytes).first(2)), "memoryblock of 2 bytes: 00 11");
+  EXPECT_EQ(FormatBlock({}), "memoryblock of 0 bytes");
+
+  // Text is UTF-8 without NUL; anything else shows its bytes.
+  const std::vector<std::pair<std::string, std::string>> strings = {
+      {"\xC3\xA9t\xC3\xA9 \xF0\x9F\x8E\xB5", "\"\xC3\xA9t\xC3\xA9 \xF0\x9F\x8E\xB5\""},
+      {std::string("PPIC\0\x01", 6), "string of 6 bytes: 50 50 49 43 00 01"},
+      {"a\xC3", "string of 2 bytes: 61 C3"},             // cut short
+      {"\xC0\x80", "string of 2 bytes: C0 80"},          // overlong
+      {"\xED\xA0\x80", "string of 3 bytes: ED A0 80"},  // a surrogate
+      {"\xF4\x90\x80\x80", "string of 4 bytes: F4 90 80 80"},  // past U+10FFFF
+  };
+  for (const auto& [text, printed] : strings) EXPECT_EQ(FormatResult(text, "string"), printed);
+}
+
+TEST(Sound, FilesMixToMonoAndSamplesEncodeAsTheRendererReadsThem) {
+  const std::string dir = ::testing::TempDir();
+  // Stereo frames whose means are exact in 16 bits (full scale is one step short of 1.0).
+  const std::vector<double> frames = {0.5, -0.5, 0.75, 0.25, -0.25, -0.25, 0.5, 0.5, -1.0, -0.5};
+  const std::vector<double> mono = {0.0, 0.5, -0.25, 0.5, -0.75};
+  for (const std::string name : {"s.wav", "s.flac"}) {
+    WriteSound(dir + name, frames, 2, 8000);
+    const Sound sound = ReadSound(dir + name);
+    EXPECT_TRUE(sound.sampleRate == 8000 && sound.channels == 2) << name;
+    EXPECT_EQ(sound.samples, mono) << name;
+  }
+  std::ofstream(dir + "notes.txt") << "not a sound\n";
+  EXPECT_THAT([&] { ReadSound(dir + "notes.txt"); }, ThrowsMessage<SoundError>(StartsWith("cannot read the sound '")));
+
+  // Full scale, clipped past it, rounded to nearest; the floats as they are.
+  const std::vector<double> in = {0.0, 1.0, -1.0, 0.5, 2.0, -0.3};
+  const auto decoded = [&](SampleEncoding e, auto sample) {
+    const std::vector<uint8_t> bytes = EncodeSamples(in, e);
+    EXPECT_EQ(bytes.size(), in.size() * EncodingSize(e));
+    std::vector<double> out(in.size());
+    for (size_t i = 0; i < in.size(); ++i) {
+      std::memcpy(&sample, &bytes[i * sizeof sample], sizeof sample);
+      out[i] = sample;
+    }
+    return out;
+  };
+  EXPECT_EQ(decoded(SampleEncoding::kInt16, int16_t{}), (std::vector<double>{0, 32767, -32767, 16384, 32767, -9830}));
+  EXPECT_EQ(decoded(SampleEncoding::kUint8, uint8_t{}), (std::vector<double>{128, 255, 1, 192, 255, 90}));
+  EXPECT_EQ(decoded(SampleEncoding::kFloat32, float{}), (std::vector<double>{0, 1, -1, 0.5, 2, -0.3f}));
+  EXPECT_EQ(decoded(SampleEncoding::kFloat64, double{}), in);
+}
 
 TEST(ImageIo, PngRoundTripsJpegReadsAndOtherDataIsRefused) {
   for (const bool alpha : {false, true}) {

@@ -1,0 +1,92 @@
+// Read-only measurements over a picture's pixels: uniformity tests on a
+// rectangle, stopping at the first pixel that fails, and the colourfulness of
+// the whole picture. Kept on purpose: the rectangle's right and bottom edges come
+// from the caller's unclamped left and top, so a negative left shortens the span
+// from the right; colourfulness compares green with red and with blue but never
+// red with blue, and divides by every pixel, near-black ones included.
+#include "analysis/uniformity.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "pixels/picture_editor.h"
+#include "pixels/walk.h"
+
+namespace picture {
+namespace {
+
+// R = G = B = 0
+struct Black {
+  bool operator()(Rgb c) const { return (c.r | c.g | c.b) == 0; }
+};
+
+// R = G = B = 255
+struct White {
+  bool operator()(Rgb c) const { return (c.r & c.g & c.b) == 255; }
+};
+
+// R = G = B
+struct ExactGray {
+  bool operator()(Rgb c) const { return c.r == c.g && c.g == c.b; }
+};
+
+// |R - G|, |R - B| and |G - B| each at most t
+struct TolerantGray {
+  int32_t t;
+  static bool near(uint32_t a, uint32_t b, int32_t t) { return std::abs(int32_t(a) - int32_t(b)) <= t; }
+  bool operator()(Rgb c) const { return near(c.r, c.g, t) && near(c.r, c.b, t) && near(c.g, c.b, t); }
+};
+
+template <class Test>
+RBBoolean uniform(REALpicture picture, int32_t left, int32_t top, int32_t width, int32_t height, Test test) {
+  PictureReader reader;
+  if (!reader.GetPictureEditor(picture, true, false)) return 0;
+  if (width < 0) width = reader.width;
+  if (height < 0) height = reader.height;
+  return scan(reader, ClipRect(left, top, width, height, reader.width, reader.height), test) ? 1 : 0;
+}
+
+}  // namespace
+
+RBBoolean isBlack(REALpicture picture, int32_t left, int32_t top, int32_t width, int32_t height) {
+  return uniform(picture, left, top, width, height, Black{});
+}
+
+RBBoolean isBlack2(REALpicture picture) { return isBlack(picture, 0, 0, -1, -1); }
+
+RBBoolean isWhite(REALpicture picture, int32_t left, int32_t top, int32_t width, int32_t height) {
+  return uniform(picture, left, top, width, height, White{});
+}
+
+RBBoolean isWhite2(REALpicture picture) { return isWhite(picture, 0, 0, -1, -1); }
+
+RBBoolean isGray(REALpicture picture, int32_t tolerance, int32_t left, int32_t top, int32_t width, int32_t height) {
+  if (tolerance == 0) return uniform(picture, left, top, width, height, ExactGray{});
+  // Channel differences never exceed 255, so a larger (or most negative) tolerance is 255.
+  const int32_t t = tolerance < -255 || tolerance > 255 ? 255 : std::abs(tolerance);
+  return uniform(picture, left, top, width, height, TolerantGray{t});
+}
+
+RBBoolean isGray2(REALpicture picture, int32_t tolerance) { return isGray(picture, tolerance, 0, 0, -1, -1); }
+
+double ColornessZRK(REALpicture picture, int32_t threshold) {
+  PictureReader reader;
+  if (!reader.GetPictureEditor(picture, true, false)) return 0.0;
+  // Differences lie in -255..255: any negative threshold passes every pixel and
+  // 255 or more none, so the clamped threshold decides alike and negates safely.
+  const int32_t t = std::clamp(threshold, -1, 255);
+  uint32_t count = 0;
+  scan(reader, Rect{0, 0, reader.width, reader.height}, [&](Rgb c) {
+    // near black: every channel 29 or less
+    const bool considered = std::max({c.r, c.g, c.b}) >= 30;
+    const int32_t dGR = int32_t(c.g) - int32_t(c.r);
+    const int32_t dGB = int32_t(c.g) - int32_t(c.b);
+    count += considered & ((dGR > t) | (dGB > t) | (dGR < -t) | (dGB < -t));
+  });
+  // Counter and pixel count are 32-bit signed, as the host's programs see them;
+  // an empty picture divides 0 by 0.
+  const auto pixels = static_cast<int32_t>(static_cast<uint32_t>(reader.width) * static_cast<uint32_t>(reader.height));
+  return static_cast<double>(static_cast<int32_t>(count)) / static_cast<double>(pixels);
+}
+
+}  // namespace picture

@@ -1,0 +1,101 @@
+// Colour analysis through the host, per layout family: the uniformity test that
+// reads every pixel (white on a white picture), colourfulness, histograms, and
+// the channel tables into a new picture. Bytes counted are those read, plus
+// those written for the tables.
+#include <benchmark/benchmark.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/test_host.h"
+
+namespace {
+
+constexpr int32_t kSide = 2048;
+constexpr int64_t kPictureBytes = int64_t{kSide} * kSide * 4;
+
+// state.range(0): host kind (0 desktop, 1 console); range(1): source layout;
+// range(2): layout of new pictures. The source is opaque white.
+struct Setup {
+  explicit Setup(benchmark::State& state) : host(config(state)) {
+    std::string error;
+    if (!host.LoadPlugin(PICTURE_PLUGIN_PATH, &error)) {
+      state.SkipWithError(error.c_str());
+      return;
+    }
+    source = host.NewPicture({.width = kSide, .height = kSide, .alphaInfo = static_cast<uint32_t>(state.range(1))});
+  }
+  static testhost::HostConfig config(benchmark::State& state) {
+    testhost::HostConfig c;
+    c.kind = state.range(0) == 0 ? testhost::HostKind::kDesktop : testhost::HostKind::kConsole;
+    c.newPictureAlphaInfo = static_cast<uint32_t>(state.range(2));
+    c.guardPages = false;
+    return c;
+  }
+  bool Run(benchmark::State& state, const char* method, std::vector<testhost::Value> args) {
+    testhost::CallResult r = host.CallMethod(source.get(), method, std::move(args));
+    if (!r.ok() || r.exception || std::holds_alternative<std::monostate>(r.value)) {
+      state.SkipWithError((std::string(method) + " failed").c_str());
+      return false;
+    }
+    return true;
+  }
+
+  testhost::Host host;
+  testhost::Ref source;
+};
+
+void BM_isWhiteZRK(benchmark::State& state) {
+  Setup s(state);
+  for (auto _ : state)
+    if (!s.Run(state, "isWhiteZRK", {})) break;
+  state.SetBytesProcessed(state.iterations() * kPictureBytes);
+}
+
+void BM_ColornessZRK(benchmark::State& state) {
+  Setup s(state);
+  for (auto _ : state)
+    if (!s.Run(state, "ColornessZRK", {})) break;
+  state.SetBytesProcessed(state.iterations() * kPictureBytes);
+}
+
+void BM_CountColorsZRK(benchmark::State& state) {
+  Setup s(state);
+  // Count and blocks come back as results; the blocks made on the first call are kept.
+  testhost::Ref blocks[3] = {s.host.NewMemoryBlock(1024), s.host.NewMemoryBlock(1024), s.host.NewMemoryBlock(1024)};
+  for (auto _ : state) {
+    testhost::CallResult r =
+        s.host.CallMethod(s.source.get(), "CountColorsZRK", {blocks[0], blocks[1], blocks[2], int64_t{0}});
+    if (!r.ok() || r.args.size() != 4 || std::get<int64_t>(r.args[3]) != int64_t{kSide} * kSide) {
+      state.SkipWithError("CountColorsZRK failed");
+      break;
+    }
+  }
+  state.SetBytesProcessed(state.iterations() * kPictureBytes);
+}
+
+void BM_TransformColorsZRK(benchmark::State& state) {
+  Setup s(state);
+  testhost::Ref table = s.host.NewMemoryBlock(256);
+  for (int i = 0; i < 256; ++i) s.host.Bytes(table.block())[i] = static_cast<uint8_t>(255 - i);
+  for (auto _ : state)
+    if (!s.Run(state, "TransformColorsZRK", {table, table, table})) break;
+  state.SetBytesProcessed(state.iterations() * 2 * kPictureBytes);
+}
+
+#define ANALYSIS_BENCHMARK(name)              \
+  BENCHMARK(name)                             \
+      ->ArgNames({"console", "from", "to"})   \
+      ->Args({0, 5, 5})                       \
+      ->Args({0, 2, 6})                       \
+      ->Args({0, 1, 6})                       \
+      ->Args({1, 0, 0})                       \
+      ->Unit(benchmark::kMillisecond)
+
+ANALYSIS_BENCHMARK(BM_isWhiteZRK);
+ANALYSIS_BENCHMARK(BM_ColornessZRK);
+ANALYSIS_BENCHMARK(BM_CountColorsZRK);
+ANALYSIS_BENCHMARK(BM_TransformColorsZRK);
+
+}  // namespace

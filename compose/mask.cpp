@@ -1,0 +1,91 @@
+// The embedded mask: the alpha inside a picture's pixel words, read out as a grey
+// picture, and a grey picture written back. Row-table alpha holds 7 bits and is
+// stretched onto 0..255 by doubling with its lowest bit repeated, so 127 reads as
+// 255. Writing back stores the mask value in the lowest-addressed byte of each
+// pixel word whatever the layout: alpha only in the A, R, G, B layouts, red in the
+// R, G, B, A ones and blue in row tables. Self is opened for reading even there,
+// so the host's cached rendering stays and an opaque copy takes the values.
+#include "compose/mask.h"
+
+#include <algorithm>
+#include <type_traits>
+
+#include "frame/host.h"
+#include "pixels/layout.h"
+#include "pixels/picture_editor.h"
+
+namespace picture {
+namespace {
+
+// The mask value a pixel word holds in layout family `Layout`.
+template <class Layout>
+uint32_t alpha_of(uint32_t p) {
+  if constexpr (std::is_same_v<Layout, RgbaLayout>) return p >> 24;
+  if constexpr (std::is_same_v<Layout, ArgbLayout>) return p & 255;
+  if constexpr (std::is_same_v<Layout, RowTableLayout>) return ((p >> 23) & 0xFE) | ((p >> 24) & 1);
+  return 0;
+}
+
+}  // namespace
+
+REALpicture GetEmbededMask(REALpicture self, RBBoolean swap) {
+  PictureReader reader;
+  if (!reader.GetPictureEditor(self, true, false)) return nullptr;
+  PictureWriter writer;
+  if (!writer.NewPictureWriter(reader.width, reader.height, false)) return nullptr;
+  // v = 255 - a with swap, a without
+  const uint32_t flip = swap != 0 ? 255 : 0;
+  with_layout(reader.pixelFormat, [&](auto in) {
+    with_layout(writer.pixelFormat, [&](auto out) {
+      using In = decltype(in);
+      using Out = decltype(out);
+      if constexpr (Out::kWrites) {
+        for (int32_t y = 0; y < reader.height; ++y) {
+          const uint32_t* __restrict s = reader.rowPtr;
+          uint32_t* __restrict d = writer.rowPtr;
+          for (int32_t x = 0; x < reader.width; ++x) {
+            const uint32_t v = alpha_of<In>(s[x]) ^ flip;
+            d[x] = Out::store(Rgb{v, v, v});
+          }
+          reader.NextRow();
+          writer.NextRow();
+        }
+      }
+    });
+  });
+  return writer.RenderPictureWriter();
+}
+
+void SetEmbededMask(REALpicture self, RBBoolean swap, REALpicture mask) {
+  if (mask == nullptr) return;
+  PictureEditor target;
+  if (!target.GetPictureEditor(self, true, false)) return;
+  PictureReader source;
+  if (!source.GetPictureEditor(mask, true, false)) return;
+  // Nothing past the mask's edges is read: the rest of self keeps its values.
+  const int32_t width = std::min(target.width, source.width);
+  const int32_t height = std::min(target.height, source.height);
+  const uint32_t flip = swap != 0 ? 255 : 0;
+  with_layout(source.pixelFormat, [&](auto in) {
+    using In = decltype(in);
+    for (int32_t y = 0; y < height; ++y) {
+      // Bytes, not words: the lowest-addressed byte of each word, in place. Self
+      // and the mask may be the same picture, so no restrict here.
+      unsigned char* d = reinterpret_cast<unsigned char*>(target.rowPtr);
+      const uint32_t* s = source.rowPtr;
+      for (int32_t x = 0; x < width; ++x) d[4 * x] = static_cast<unsigned char>(In::load(s + x).r ^ flip);
+      target.NextRow();
+      source.NextRow();
+    }
+  });
+}
+
+RBBoolean PictureHasMask(REALpicture self) {
+  if (self == nullptr) return false;
+  REALpicture mask = REALGetPictureMask(self, 0);
+  if (mask == nullptr) return false;
+  REALUnlockObject(reinterpret_cast<REALobject>(mask));
+  return true;
+}
+
+}  // namespace picture

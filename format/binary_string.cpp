@@ -1,0 +1,153 @@
+// The picture binary string: "PPIC", total size, width, height, a bits field
+// (written 32 and never read, though a pixel takes 3 bytes), the pixel data
+// offset (written 40) and sixteen reserved zero bytes, every number a big-endian
+// 32-bit field; then the rows top to bottom, red, green, blue per pixel, with no
+// padding. Alpha and masks are not carried: a string reads back as an opaque
+// picture (top byte 0 in the row-table layout). The reader honours the offset
+// field, even one that points into the header, but refuses a string whose pixel
+// area does not lie inside it.
+#include "format/binary_string.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "frame/host.h"
+#include "pixels/layout.h"
+#include "pixels/picture_editor.h"
+
+namespace picture {
+namespace {
+
+constexpr unsigned char kMagic[4] = {'P', 'P', 'I', 'C'};
+constexpr int64_t kWrittenOffset = 40;
+constexpr int64_t kFieldsEnd = 24;  // the offset field is the last one read
+constexpr int32_t kMaxSide = 32767;
+constexpr int64_t kMaxString = 2147483647;
+
+void put_be32(unsigned char* at, uint32_t v) {
+  at[0] = static_cast<unsigned char>(v >> 24);
+  at[1] = static_cast<unsigned char>(v >> 16);
+  at[2] = static_cast<unsigned char>(v >> 8);
+  at[3] = static_cast<unsigned char>(v);
+}
+
+uint32_t get_be32(const unsigned char* at) {
+  return uint32_t{at[0]} << 24 | uint32_t{at[1]} << 16 | uint32_t{at[2]} << 8 | at[3];
+}
+
+int32_t get_be32_signed(const unsigned char* at) { return static_cast<int32_t>(get_be32(at)); }
+
+struct FreeDeleter {
+  void operator()(void* p) const { std::free(p); }
+};
+
+// A host string's bytes for the length of a call, handed back when this goes,
+// whatever the reader decided.
+class StringBytes {
+ public:
+  explicit StringBytes(REALstring s) : held_(REALGetStringData(s, host_abi::kEncodingUnknown, &data_)) {
+    if (held_ && data_.data != nullptr) {
+      bytes = static_cast<const unsigned char*>(data_.data);
+      length = data_.length;
+    }
+  }
+  ~StringBytes() {
+    if (held_) REALDisposeStringData(&data_);
+  }
+  StringBytes(const StringBytes&) = delete;
+  StringBytes& operator=(const StringBytes&) = delete;
+
+  const unsigned char* bytes = nullptr;
+  size_t length = 0;
+
+ private:
+  REALstringData data_{};
+  bool held_;
+};
+
+// The pixel area of a well-formed string, or null.
+const unsigned char* pixel_area(const StringBytes& s, int32_t* width, int32_t* height) {
+  const unsigned char* b = s.bytes;
+  const auto length = static_cast<int64_t>(std::min<size_t>(s.length, INT64_MAX));
+  if (length < 8 || std::memcmp(b, kMagic, 4) != 0 || get_be32_signed(b + 4) != length) return nullptr;
+  if (length < kFieldsEnd) return nullptr;
+  *width = get_be32_signed(b + 8);
+  *height = get_be32_signed(b + 12);
+  if (*width < 1 || *height < 1 || *width > kMaxSide || *height > kMaxSide) return nullptr;
+  const uint32_t offset = get_be32(b + 20);
+  if (int64_t{offset} + int64_t{*width} * *height * 3 > length) return nullptr;
+  return b + offset;
+}
+
+}  // namespace
+
+REALstring PicturetoBinaryString(REALpicture picture) {
+  PictureReader reader;
+  if (!reader.GetPictureEditor(picture, true, false)) return nullptr;
+  const int64_t size = int64_t{reader.width} * 3 * reader.height + kWrittenOffset;
+  if (size < 1 || size > kMaxString) return nullptr;
+  std::unique_ptr<unsigned char, FreeDeleter> buffer(static_cast<unsigned char*>(std::calloc(static_cast<size_t>(size), 1)));
+  if (buffer == nullptr) return nullptr;
+
+  unsigned char* out = buffer.get();
+  std::memcpy(out, kMagic, 4);
+  put_be32(out + 4, static_cast<uint32_t>(size));
+  put_be32(out + 8, static_cast<uint32_t>(reader.width));
+  put_be32(out + 12, static_cast<uint32_t>(reader.height));
+  put_be32(out + 16, 32);
+  put_be32(out + 20, static_cast<uint32_t>(kWrittenOffset));
+
+  with_layout(reader.pixelFormat, [&](auto layout) {
+    using L = decltype(layout);
+    if constexpr (L::kWrites) {  // an unknown layout leaves the pixels black
+      unsigned char* p = out + kWrittenOffset;
+      for (int32_t y = 0; y < reader.height; ++y) {
+        const uint32_t* row = reader.rowPtr;
+        for (int32_t x = 0; x < reader.width; ++x, p += 3) {
+          const Rgb c = L::load(row + x);
+          p[0] = static_cast<unsigned char>(c.r);
+          p[1] = static_cast<unsigned char>(c.g);
+          p[2] = static_cast<unsigned char>(c.b);
+        }
+        reader.NextRow();
+      }
+    }
+  });
+  return REALBuildUnicodeString(out, size, host_abi::kEncodingUnknown);
+}
+
+REALpicture BinaryStringtoPicture(REALstring data) {
+  if (data == nullptr) return nullptr;
+  const StringBytes string(data);
+  int32_t width = 0;
+  int32_t height = 0;
+  const unsigned char* pixels = pixel_area(string, &width, &height);
+  if (pixels == nullptr) return nullptr;
+
+  REALpicture made = newPicture(width, height, 32);
+  if (made == nullptr) return nullptr;
+  PictureWriter writer;
+  const bool opened = writer.GetPictureEditor(made, false, true);
+  REALUnlockObject(reinterpret_cast<REALobject>(made));  // the writer holds it now
+  if (!opened) return nullptr;
+
+  const int32_t rows = std::min(height, writer.height);
+  const int32_t columns = std::min(width, writer.width);
+  with_layout(writer.pixelFormat, [&](auto layout) {
+    using L = decltype(layout);
+    if constexpr (L::kWrites) {
+      for (int32_t y = 0; y < rows; ++y) {
+        const unsigned char* p = pixels + static_cast<size_t>(y) * width * 3;
+        uint32_t* row = writer.rowPtr;
+        for (int32_t x = 0; x < columns; ++x, p += 3) row[x] = L::store(Rgb{p[0], p[1], p[2]});
+        writer.NextRow();
+      }
+    }
+  });
+  return writer.RenderPictureWriter();
+}
+
+}  // namespace picture

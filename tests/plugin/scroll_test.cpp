@@ -1,0 +1,160 @@
+// Scrolling in place through the registered methods, over every way a host lends
+// a picture: each call against a plain reference (rotation, or a shift that
+// leaves opaque white behind), the mask moving along or not, a mask that cannot
+// be scrolled stopping the vertical scroll, and nil pictures.
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <random>
+#include <vector>
+
+#include "tests/plugin/pixel_reference.h"
+#include "tests/plugin/plugin_test.h"
+
+namespace {
+
+using namespace pixeltest;
+using testhost::Ref;
+using testhost::Value;
+
+struct Scroll {
+  const char* method;
+  int32_t dx, dy;
+  bool wrap, scrollmask;
+  int32_t width, height;
+};
+
+const Scroll kScrolls[] = {
+    {"ScrollVerticalZRK", 0, 3, true, true, 5, 10},  // row 0 to row 3, row 7 to row 0
+    {"ScrollVerticalZRK", 0, -1, true, false, 5, 10},  // the top row to the bottom
+    {"ScrollVerticalZRK", 0, 10, true, true, 5, 10},  // a whole turn
+    {"ScrollVerticalZRK", 0, 7, true, true, 3, 10},  // taken as 3 up
+    {"ScrollVerticalZRK", 0, INT32_MIN, true, false, 2, 7},
+    {"ScrollVerticalZRK", 0, 1, true, true, 4, 2},
+    {"ScrollVerticalZRK", 0, 5, true, true, 4, 1},
+    {"ScrollHorizontalZRK", 3, 0, true, true, 10, 3},
+    {"ScrollHorizontalZRK", -1, 0, true, false, 65, 2},
+    {"ScrollHorizontalZRK", INT32_MAX, 0, true, true, 9, 4},
+    {"ScrollZRK", 4, -3, true, true, 9, 6},
+    {"ScrollVerticalZRK", 0, 3, false, true, 5, 10},
+    {"ScrollVerticalZRK", 0, -4, false, false, 3, 10},
+    {"ScrollVerticalZRK", 0, 12, false, true, 3, 10},  // everything vacated
+    {"ScrollHorizontalZRK", 2, 0, false, true, 17, 3},
+    {"ScrollHorizontalZRK", -7, 0, false, true, 9, 2},
+    {"ScrollZRK", -2, 5, false, true, 7, 8},
+    {"ScrollHorizontalZRK", 70000, 0, false, true, 4470, 1},  // 4464 to the right
+    {"ScrollVerticalZRK", 0, -70000, false, false, 1, 4470},  // 4464 up
+    {"ScrollVerticalZRK", 0, 65536, false, true, 3, 3},  // cut to 0
+    {"ScrollZRK", 0, 0, true, true, 3, 3},
+};
+
+std::vector<Value> args_of(const Scroll& s) {
+  const std::string method = s.method;
+  if (method == "ScrollZRK") return {int64_t{s.dx}, int64_t{s.dy}, s.wrap, s.scrollmask};
+  return {int64_t{method == "ScrollHorizontalZRK" ? s.dx : s.dy}, s.wrap, s.scrollmask};
+}
+
+void fill_random(testhost::Host& h, REALpicture p, bool rowTable, uint32_t seed) {
+  std::mt19937 rng(seed);
+  for (int32_t y = 0; y < h.Height(p); ++y) {
+    for (int32_t x = 0; x < h.Width(p); ++x) {
+      const uint32_t v = rng();
+      h.SetPixel(p, x, y, Pixel{uint8_t(v), uint8_t(v >> 8), uint8_t(v >> 16), uint8_t(rowTable ? v >> 25 : v >> 24)});
+    }
+  }
+}
+
+// Where each pixel of `was` lands, and opaque white where none does.
+::testing::AssertionResult moved(testhost::Host& h, REALpicture p, const std::vector<Pixel>& was, const Scroll& s,
+                                 bool moves, Pixel white) {
+  const int64_t w = s.width, ht = s.height;
+  for (int64_t y = 0; y < ht; ++y) {
+    for (int64_t x = 0; x < w; ++x) {
+      int64_t sx = x, sy = y;
+      if (moves && s.wrap) {
+        sx = ((x - s.dx) % w + w) % w;
+        sy = ((y - s.dy) % ht + ht) % ht;
+      } else if (moves) {
+        sx = x - int16_t(s.dx);
+        sy = y - int16_t(s.dy);
+      }
+      const Pixel want = sx < 0 || sy < 0 || sx >= w || sy >= ht ? white : was[sy * w + sx];
+      const Pixel got = h.GetPixel(p, int32_t(x), int32_t(y));
+      if (got != want)
+        return ::testing::AssertionFailure() << "at " << x << "," << y << ": got " << describe(got) << ", want "
+                                             << describe(want);
+    }
+  }
+  return ::testing::AssertionSuccess();
+}
+
+class ScrollTest : public PluginTest, public ::testing::WithParamInterface<Lending> {};
+
+TEST_P(ScrollTest, MovesPictureAndMaskLikeTheReference) {
+  const Lending& l = GetParam();
+  testhost::Host& h = StartHost(config_for(l));
+  const bool rowTable = l.kind != HostKind::kDesktop;
+  const Pixel white{255, 255, 255, written_alpha(l)};
+  for (const Scroll& s : kScrolls) {
+    SCOPED_TRACE(testing::Message() << s.method << " " << s.dx << "," << s.dy << (s.wrap ? " wrap" : " shift") << " "
+                                    << s.width << "x" << s.height);
+    testhost::PictureSpec shape = shape_for(l, s.width, s.height);
+    shape.withMask = true;
+    Ref p = h.NewPicture(shape);
+    fill_random(h, p.picture(), rowTable, uint32_t(s.width * 7 + s.height));
+    fill_random(h, h.Mask(p.picture()), rowTable, uint32_t(s.dx + s.dy));
+    const std::vector<Pixel> picture = pixels_of(h, p.picture()), mask = pixels_of(h, h.Mask(p.picture()));
+
+    const testhost::CallResult r = h.CallMethod(p.get(), s.method, args_of(s));
+    ASSERT_TRUE(r.ok()) << r.error;
+    // A picture that cannot be locked is left alone; its mask moves all the same.
+    const bool vertical = std::string(s.method) != "ScrollHorizontalZRK";
+    EXPECT_EQ(std::get<bool>(r.value), !(l.drawOnly && vertical && s.dy != 0));
+    EXPECT_TRUE(moved(h, p.picture(), picture, s, !l.drawOnly, white));
+    EXPECT_TRUE(moved(h, h.Mask(p.picture()), mask, s, s.scrollmask, white)) << "mask";
+    if (l.rowPadding > 0) {
+      EXPECT_TRUE(h.PaddingIntact(p.picture()));
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(AllLendings, ScrollTest, ::testing::ValuesIn(kLendings),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+// A mask whose pixels cannot be locked (layout 7) stops the vertical scroll before
+// the picture moves; the horizontal one ignores it. Nil pictures: the vertical
+// scroll fails unless there is nothing to move, the horizontal one never does.
+class ScrollCases : public PluginTest {};
+
+TEST_F(ScrollCases, UnscrollableMaskAndNilPictures) {
+  for (const double version : {2011.5, 2019.011}) {
+    SCOPED_TRACE(version);
+    testhost::HostConfig config;
+    config.version = version;
+    config.newPictureAlphaInfo = 7;
+    testhost::Host& h = StartHost(config);
+    const auto answer = [&](REALobject self, const char* method, std::vector<Value> args) {
+      const testhost::CallResult r = h.CallMethod(self, method, std::move(args));
+      return r.ok() && std::get<bool>(r.value);
+    };
+    testhost::PictureSpec shape = sized(4, 4);
+    shape.withMask = true;
+    Ref p = h.NewPicture(shape);
+    fill_random(h, p.picture(), false, 1);
+    const std::vector<Pixel> was = pixels_of(h, p.picture());
+    for (const bool wrap : {true, false}) {
+      EXPECT_FALSE(answer(p.get(), "ScrollVerticalZRK", {int64_t{1}, wrap, true}));
+      EXPECT_FALSE(answer(p.get(), "ScrollZRK", {int64_t{0}, int64_t{1}, wrap, true}));
+      EXPECT_EQ(pixels_of(h, p.picture()), was);
+      EXPECT_FALSE(answer(nullptr, "ScrollVerticalZRK", {int64_t{1}, wrap, true}));
+      EXPECT_TRUE(answer(nullptr, "ScrollVerticalZRK", {int64_t{0}, wrap, true}));
+      EXPECT_TRUE(answer(nullptr, "ScrollHorizontalZRK", {int64_t{1}, wrap, true}));
+    }
+    EXPECT_TRUE(answer(p.get(), "ScrollHorizontalZRK", {int64_t{1}, true, true}));
+    EXPECT_EQ(h.GetPixel(p.picture(), 1, 2), was[2 * 4]);
+    p = {};
+    StopHost();
+  }
+}
+
+}  // namespace
