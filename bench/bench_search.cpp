@@ -2,27 +2,18 @@
 // host on 2048 x 2048 pictures. The search also runs its worst case: a uniform
 // haystack and a pattern that differs only in its last pixel, where every
 // candidate is compared in full, about (W - w + 1)(H - h + 1)·w·h comparisons.
-#include <benchmark/benchmark.h>
-
-#include <memory>
 #include <random>
-#include <string>
+#include <vector>
 
-#include "host/test_host.h"
+#include "bench/bench_host.h"
 
 namespace {
 
-constexpr int32_t kSide = 2048;
+using bench::kSide;
 using testhost::Pixel;
 
-std::unique_ptr<testhost::Host> start(benchmark::State& state) {
-  testhost::HostConfig config;
-  config.guardPages = false;
-  auto host = std::make_unique<testhost::Host>(config);
-  std::string error;
-  if (!host->LoadPlugin(PICTURE_PLUGIN_PATH, &error)) state.SkipWithError(error.c_str());
-  return host;
-}
+// These measure the picture, not the host: all run on a desktop host.
+std::unique_ptr<testhost::Host> start(benchmark::State& state) { return bench::start(state, testhost::HostConfig{}); }
 
 testhost::Ref filled(testhost::Host& host, int32_t width, int32_t height, Pixel fill) {
   return host.NewPicture({.width = width, .height = height, .fill = fill});
@@ -49,33 +40,29 @@ testhost::Ref few_areas(testhost::Host& host) {
 
 void call(benchmark::State& state, testhost::Host& host, const testhost::Ref& self, const char* method,
           std::vector<testhost::Value> args) {
-  for (auto _ : state) {
-    testhost::CallResult r = host.CallMethod(self.get(), method, args);
-    if (!r.ok() || std::holds_alternative<std::monostate>(r.value)) {
-      state.SkipWithError(method);
-      break;
-    }
-  }
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * kSide * kSide);
+  for (auto _ : state)
+    if (!bench::gave(state, host.CallMethod(self.get(), method, args), method)) break;
+  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * bench::kPixels);
 }
 
 void BM_ReplaceColorZRK(benchmark::State& state) {
   auto host = start(state);
-  testhost::Ref source = few_areas(*host);
-  call(state, *host, source, "ReplaceColorZRK", {int64_t{0xC81E1E}, int64_t{0x00FF00}});
+  if (!host) return;
+  call(state, *host, few_areas(*host), "ReplaceColorZRK", {int64_t{0xC81E1E}, int64_t{0x00FF00}});
 }
 BENCHMARK(BM_ReplaceColorZRK)->Unit(benchmark::kMillisecond);
 
 void BM_ExtractColorRectangleMaskZRK(benchmark::State& state) {
   auto host = start(state);
-  testhost::Ref source = few_areas(*host);
-  call(state, *host, source, "ExtractColorRectangleMaskZRK", {});
+  if (!host) return;
+  call(state, *host, few_areas(*host), "ExtractColorRectangleMaskZRK", {});
 }
 BENCHMARK(BM_ExtractColorRectangleMaskZRK)->Unit(benchmark::kMillisecond);
 
 // A random 2048 x 2048 haystack and a 32 x 32 pattern cut from near its end.
 void BM_FindPictureTypical(benchmark::State& state) {
   auto host = start(state);
+  if (!host) return;
   testhost::Ref hay = filled(*host, kSide, kSide, {0, 0, 0, 255});
   std::mt19937 rng(2);
   for (int32_t y = 0; y < kSide; ++y)
@@ -87,14 +74,11 @@ void BM_FindPictureTypical(benchmark::State& state) {
   for (int32_t y = 0; y < 32; ++y)
     for (int32_t x = 0; x < 32; ++x)
       host->SetPixel(pattern.picture(), x, y, host->GetPixel(hay.picture(), kSide - 40 + x, kSide - 40 + y));
-  for (auto _ : state) {
-    testhost::CallResult r = host->CallMethod(hay.get(), "FindPictureZRK", {pattern, int64_t{0}, int64_t{0}});
-    if (!r.ok() || !std::holds_alternative<bool>(r.value) || !std::get<bool>(r.value)) {
-      state.SkipWithError("not found");
+  for (auto _ : state)
+    if (!bench::gave(state, host->CallMethod(hay.get(), "FindPictureZRK", {pattern, int64_t{0}, int64_t{0}}),
+                     "FindPictureZRK", true))
       break;
-    }
-  }
-  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * kSide * kSide);
+  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * bench::kPixels);
 }
 BENCHMARK(BM_FindPictureTypical)->Unit(benchmark::kMillisecond);
 
@@ -104,16 +88,14 @@ void BM_FindPictureWorstCase(benchmark::State& state) {
   const auto side = static_cast<int32_t>(state.range(0));
   constexpr int32_t kPattern = 32;
   auto host = start(state);
+  if (!host) return;
   testhost::Ref hay = filled(*host, side, side, {90, 90, 90, 255});
   testhost::Ref pattern = filled(*host, kPattern, kPattern, {90, 90, 90, 255});
   host->SetPixel(pattern.picture(), kPattern - 1, kPattern - 1, {90, 90, 91, 255});
-  for (auto _ : state) {
-    testhost::CallResult r = host->CallMethod(hay.get(), "FindPictureZRK", {pattern, int64_t{0}, int64_t{0}});
-    if (!r.ok() || !std::holds_alternative<bool>(r.value) || std::get<bool>(r.value)) {
-      state.SkipWithError("unexpected result");
+  for (auto _ : state)
+    if (!bench::gave(state, host->CallMethod(hay.get(), "FindPictureZRK", {pattern, int64_t{0}, int64_t{0}}),
+                     "FindPictureZRK", false))
       break;
-    }
-  }
   const int64_t candidates = int64_t{side - kPattern + 1} * (side - kPattern + 1);
   state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * candidates * kPattern * kPattern);
 }

@@ -1,8 +1,6 @@
-// What the host makes for a plug-in and the faults it catches: the graphics
-// object's DrawLine and DrawPicture, masks made on request, pictures built from a
-// buffer; each kind of ledger problem, reported in one line that names the object,
-// where it came from and the call that was running; and the guard page behind
-// pixel rows and memory blocks (one word past the end crashes).
+// What the host makes for a plug-in and the faults it catches: DrawLine and DrawPicture, masks made on
+// request, pictures built from a buffer; each ledger problem in one line that names the object, its origin
+// and the running call; and the guard page behind pixel rows and memory blocks.
 #include <dlfcn.h>
 
 #include <cstring>
@@ -34,13 +32,11 @@ const DrawCase kDrawings[] = {
 
 TEST_F(Pictures, DrawLineAndDrawPicture) {
   StartHostWithout({.kind = HostKind::kDesktop});  // the last row ends at a guard page: no stray write goes unseen
-  for (const auto& c : kDrawings) {
-    Ref source = host().NewPicture(PictureSpec{4, 4});
+  for (const auto& [what, line, a, expected] : kDrawings) {
+    Ref source = host().NewPicture(PictureSpec{4, 4}), target = host().NewPicture(PictureSpec{5, 5});
     for (uint8_t i = 0; i < 16; ++i) host().SetPixel(source.picture(), i % 4, i / 4, Pixel{i, 100, 200, 50});
-    Ref target = host().NewPicture(PictureSpec{5, 5});
     Ref graphics = Ref::Adopt(HOST_ENTRY(host(), pluginPictureGraphicsGetter)(target.picture()));
-    const auto& a = c.args;
-    if (c.line) {
+    if (line) {
       EXPECT_TRUE(HOST_ENTRY(host(), REALSetPropValueUInt32)(graphics.get(), "ForeColor", 0x123456));
       EXPECT_TRUE(HOST_ENTRY(host(), REALSetPropValueInt)(graphics.get(), "PenWidth", a[4]));
       EXPECT_TRUE(HOST_ENTRY(host(), REALSetPropValueInt)(graphics.get(), "PenHeight", a[5]));
@@ -51,24 +47,23 @@ TEST_F(Pictures, DrawLineAndDrawPicture) {
     }
     std::string drawn;
     for (int32_t i = 0; i < 25; ++i) {
-      const uint32_t color = host().Color(target.picture(), i % 5, i / 5);
-      char pixel = color == 0xFFFFFF ? '.' : color == 0x123456 ? '#' : '?';
-      if ((color & 0xF0FFFF) == 0x64C8) pixel = static_cast<char>('a' + (color >> 16));
-      drawn += pixel;
+      const uint32_t c = host().Color(target.picture(), i % 5, i / 5);
+      drawn += (c & 0xF0FFFF) == 0x64C8 ? char('a' + (c >> 16)) : c == 0xFFFFFF ? '.' : c == 0x123456 ? '#' : '?';
     }
-    EXPECT_EQ(drawn, c.expected) << c.what;
+    EXPECT_EQ(drawn, expected) << what;
   }
 }
 
 TEST_F(Pictures, MaskIsMadeOnRequestAndHeldByItsPicture) {
   StartHostWithout({.kind = HostKind::kConsole});  // a pixel word is 0x00RRGGBB when opaque
   Ref picture = host().NewPicture(PictureSpec{3, 2});
-  auto* get_mask = HOST_ENTRY(host(), REALGetPictureMask);
-  EXPECT_EQ(get_mask(picture.picture(), 0), nullptr);
-  Ref mask = Ref::Adopt(reinterpret_cast<REALobject>(get_mask(picture.picture(), 1)));
+  const auto get_mask = [&](RBBoolean make) {
+    return Ref::Adopt(reinterpret_cast<REALobject>(HOST_ENTRY(host(), REALGetPictureMask)(picture.picture(), make)));
+  };
+  EXPECT_FALSE(get_mask(0));
+  Ref mask = get_mask(1);
   ASSERT_TRUE(mask);
-  EXPECT_EQ(Ref::Adopt(reinterpret_cast<REALobject>(get_mask(picture.picture(), 0))).get(), mask.get());
-  EXPECT_EQ(host().Mask(picture.picture()), mask.picture());
+  EXPECT_TRUE(get_mask(0).get() == mask.get() && host().Mask(picture.picture()) == mask.picture());
   EXPECT_TRUE(host().Width(mask.picture()) == 3 && host().Height(mask.picture()) == 2);
   EXPECT_EQ(host().Word(mask.picture(), 2, 1), 0u);  // black, opaque
   mask = Ref();
@@ -80,18 +75,14 @@ TEST_F(Pictures, PictureFromBufferCopiesThePixels) {
   // Pixel type 1: bytes R, G, B, A; rows of 12 bytes, the last 4 of them padding.
   uint8_t buffer[24] = {10, 20, 30, 255, 40, 50, 60, 255, 0xEE, 0xEE, 0xEE, 0xEE,
                         70, 80, 90, 255, 1,  2,  3,  255, 0xEE, 0xEE, 0xEE, 0xEE};
-  Ref picture = Ref::Adopt(reinterpret_cast<REALobject>(
-      HOST_ENTRY(host(), REALBuildPictureFromBuffer)(2, 2, 1, buffer, 12)));
+  auto* build = HOST_ENTRY(host(), REALBuildPictureFromBuffer);
+  Ref picture = Ref::Adopt(reinterpret_cast<REALobject>(build(2, 2, 1, buffer, 12)));
   ASSERT_TRUE(picture);
   std::memset(buffer, 0, sizeof buffer);  // a copy, not the caller's memory
   const uint32_t kWords[] = {0x0A141E, 0x28323C, 0x46505A, 0x010203};
   for (int i = 0; i < 4; ++i) EXPECT_EQ(host().Word(picture.picture(), i % 2, i / 2), kWords[i]) << i;
-  EXPECT_EQ(HOST_ENTRY(host(), REALBuildPictureFromBuffer)(2, 2, 1, buffer, 4), nullptr);  // rows too short
-  EXPECT_EQ(HOST_ENTRY(host(), REALBuildPictureFromBuffer)(0, 2, 1, buffer, 12), nullptr);
+  EXPECT_TRUE(build(2, 2, 1, buffer, 4) == nullptr && build(0, 2, 1, buffer, 12) == nullptr);  // short rows, no width
 }
-
-
-Ref TwoByTwo(Host& host) { return host.NewPicture(PictureSpec{2, 2}); }
 
 // `provoke` returns what stays alive while the ledger is read.
 struct FaultCase { const char* what; Ref (*provoke)(Host&); std::vector<std::string> expected; };
@@ -99,11 +90,11 @@ struct FaultCase { const char* what; Ref (*provoke)(Host&); std::vector<std::str
 const FaultCase kFaults[] = {
     {"leak", [](Host& h) { h.Call("LeakPicture", {int64_t{4}, int64_t{3}}); return Ref(); },
      {"leak: picture #1 (newPicture 4x3, during LeakPicture) still has 1 reference"}},
-    {"over-release", [](Host& h) { h.Call("OverRelease", {TwoByTwo(h)}); return Ref(); },
+    {"over-release", [](Host& h) { h.Call("OverRelease", {h.NewPicture(PictureSpec{2, 2})}); return Ref(); },
      {"over-release: a Ref of the test on picture #1 (NewPicture 2x2, by the test), which has no reference left, "
       "by the test"}},
     // The picture is kept, so the test's own reference shows first.
-    {"lock left held", [](Host& h) { Ref p = TwoByTwo(h); h.Call("HoldLock", {p}); return p; },
+    {"lock left held", [](Host& h) { Ref p = h.NewPicture(PictureSpec{2, 2}); h.Call("HoldLock", {p}); return p; },
      {"leak: picture #1 (NewPicture 2x2, by the test) still has 1 reference",
       "description lock still held: picture #1 (NewPicture 2x2, by the test) locked 1 time(s), last by "
       "lockPictureDescription, during HoldLock"}},
@@ -126,28 +117,25 @@ TEST_F(Pictures, LedgerNamesEachFaultWithTheObjectAndItsOrigin) {
   }
 }
 
-// Where the last word of the object lies, after the lock (if any) is given back, and the value there.
-struct GuardCase { const char* what; HostKind kind; const uint8_t* (*last_word)(Host&, Ref&); uint32_t value; };
-
-// The first pixel row of the picture, made by `make`, kept in `picture`, and unlocked again.
-const uint8_t* FirstRow(Host& h, Ref& picture, const PictureSpec& make) {
-  picture = h.NewPicture(make);
-  REALpictureDescription description{};
-  EXPECT_TRUE(HOST_ENTRY(h, lockPictureDescription)(picture.picture(), &description));
-  const uint8_t* data =
-      description.kind == host_abi::kBitmapContext
-          ? static_cast<const uint8_t*>(reinterpret_cast<host_abi::sig::CGBitmapContextGetData*>(
-                dlsym(RTLD_DEFAULT, "CGBitmapContextGetData"))(description.handle))
-          : reinterpret_cast<const uint8_t*>(static_cast<REALrowTableImage*>(description.handle)->rowTable[0]);
+// The first pixel row of a picture made as `shape`, kept in `picture`; its lock is given back.
+const uint8_t* FirstRow(Host& h, Ref& picture, const PictureSpec& shape) {
+  picture = h.NewPicture(shape);
+  REALpictureDescription d{};
+  EXPECT_TRUE(HOST_ENTRY(h, lockPictureDescription)(picture.picture(), &d));
+  const void* data = d.kind == host_abi::kBitmapContext
+                         ? reinterpret_cast<host_abi::sig::CGBitmapContextGetData*>(
+                               dlsym(RTLD_DEFAULT, "CGBitmapContextGetData"))(d.handle)
+                         : static_cast<REALrowTableImage*>(d.handle)->rowTable[0];
   HOST_ENTRY(h, unlockPictureDescription)(picture.picture());
-  return data;
+  return static_cast<const uint8_t*>(data);
 }
+
+// Where the last word of the object lies, and the value there.
+struct GuardCase { const char* what; HostKind kind; const uint8_t* (*last_word)(Host&, Ref&); uint32_t value; };
 
 const GuardCase kGuards[] = {
     {"the last bitmap row, padded", HostKind::kDesktop,
-     [](Host& h, Ref& p) {
-       return FirstRow(h, p, {.width = 5, .height = 4, .rowPadding = 12}) + 3 * (5 * 4 + 12) + 4 * 4;
-     },
+     [](Host& h, Ref& p) { return FirstRow(h, p, {.width = 5, .height = 4, .rowPadding = 12}) + 3 * 32 + 4 * 4; },
      0xFFFFFFFFu},
     {"a row-table row, not the last", HostKind::kConsole,
      [](Host& h, Ref& p) { return FirstRow(h, p, {7, 3}) + 6 * 4; }, 0x00FFFFFFu},

@@ -1,7 +1,5 @@
-// The picture binary string through the registered globals: the exact bytes of
-// every lending's pictures and their opaque round trip, the worked 1x1 red
-// string, and what the reader accepts and refuses, on hosts before and from
-// 2012.0 (whose string access differs).
+// The picture binary string through the registered globals: the exact bytes and opaque
+// round trip over every lending, then worked strings the reader accepts and refuses.
 #include <gtest/gtest.h>
 
 #include <optional>
@@ -27,28 +25,27 @@ std::string header(uint32_t size, uint32_t width, uint32_t height, uint32_t bits
 
 const std::string kRed = header(43, 1, 1) + "\xFF\x00\x00"s;
 
+std::string text_of(const Value& v) { const auto* t = std::get_if<std::string>(&v); return t ? *t : "nil"; }
+
 class BinaryStringTest : public PluginTest, public ::testing::WithParamInterface<Lending> {};
 
-TEST_P(BinaryStringTest, BytesAndRoundTrip) {
+TEST_P(BinaryStringTest, BytesAndOpaqueRoundTrip) {
   const Lending& l = GetParam();
   testhost::Host& h = StartHost(config_for(l));
-  for (const auto& [width, height] : std::vector<std::pair<int32_t, int32_t>>{{1, 1}, {7, 3}, {65, 2}}) {
-    Ref source = random_picture(h, l, width, height, uint32_t(width + height));
-    std::string want = header(uint32_t(40 + width * height * 3), width, height);
-    for (const Pixel& p : pixels_of(h, source.picture())) want += {char(p.r), char(p.g), char(p.b)};
-
-    const CallResult s = h.Call("PicturetoBinaryStringZRK", {source});
-    ASSERT_TRUE(std::holds_alternative<std::string>(s.value)) << s.error;
-    ASSERT_EQ(std::get<std::string>(s.value), want) << width << "x" << height;
-
-    const CallResult back = h.Call("BinaryStringtoPictureZRK", {s.value});
-    ASSERT_TRUE(std::holds_alternative<Ref>(back.value)) << back.error;
-    const REALpicture made = std::get<Ref>(back.value).picture();
-    EXPECT_EQ(h.PixelFormat(made), l.kind != HostKind::kDesktop ? 8 : int32_t(l.newPictureAlphaInfo));
-    std::vector<Pixel> opaque = pixels_of(h, source.picture());
-    for (Pixel& p : opaque) p.a = written_alpha(l);
-    EXPECT_EQ(pixels_of(h, made), opaque);
+  const Ref source = random_picture(h, l, 7, 3, 10);
+  std::string want = header(40 + 7 * 3 * 3, 7, 3);
+  std::vector<Pixel> opaque = pixels_of(h, source.picture());
+  for (Pixel& p : opaque) {
+    want += {char(p.r), char(p.g), char(p.b)};
+    p.a = written_alpha(l);
   }
+  const CallResult s = h.Call("PicturetoBinaryStringZRK", {source});
+  ASSERT_EQ(text_of(s.value), want) << s.error;
+  const CallResult back = h.Call("BinaryStringtoPictureZRK", {s.value});
+  ASSERT_TRUE(std::holds_alternative<Ref>(back.value)) << back.error;
+  const REALpicture made = std::get<Ref>(back.value).picture();
+  EXPECT_EQ(h.PixelFormat(made), l.kind != HostKind::kDesktop ? 8 : int32_t(l.newPictureAlphaInfo));
+  EXPECT_EQ(pixels_of(h, made), opaque);
 }
 
 INSTANTIATE_TEST_SUITE_P(AllLendings, BinaryStringTest, ::testing::ValuesIn(kLendings),
@@ -56,30 +53,20 @@ INSTANTIATE_TEST_SUITE_P(AllLendings, BinaryStringTest, ::testing::ValuesIn(kLen
 
 class BinaryStringCases : public PluginTest {};
 
-// Strings the reader takes (its picture's size and first pixel) or refuses.
-TEST_F(BinaryStringCases, ReaderAcceptsAndRefuses) {
-  const std::string wide = header(40 + 32767 * 3, 32767, 1) + std::string(32767 * 3, '\x7F');
-  const struct {
-    const char* name;
-    std::optional<std::string> bytes;  // nullopt: a nil string
-    int32_t width = 0;                 // 0: nil wanted
-    Pixel first = {};
-  } kStrings[] = {
+// The 1x1 red picture's string and a nil picture; strings the reader takes (its picture's
+// width and first pixel) or refuses; on hosts before and from 2012.0 (whose string access differs).
+TEST_F(BinaryStringCases, WorkedStringsOnBothStringAccesses) {
+  // A nil string where `bytes` is none; nil wanted where `width` is 0.
+  const struct { const char* name; std::optional<std::string> bytes; int32_t width = 0; Pixel first = {}; } cases[] = {
       {"red", kRed, 1, {255, 0, 0}},
       {"bits field 0", header(43, 1, 1, 0) + "\xFF\x00\x00"s, 1, {255, 0, 0}},
-      {"black, zero bytes", header(43, 1, 1) + std::string(3, '\0'), 1, {0, 0, 0}},
       {"offset 0 reads the header", header(43, 1, 1, 32, 0) + "abc", 1, {'P', 'P', 'I'}},
-      {"width 32767", wide, 32767, {0x7F, 0x7F, 0x7F}},
+      {"width 32767", header(40 + 32767 * 3, 32767, 1) + std::string(32767 * 3, '\x7F'), 32767, {0x7F, 0x7F, 0x7F}},
       {"width 32768", header(40 + 32768 * 3, 32768, 1) + std::string(32768 * 3, '\0')},
       {"size field one more", header(44, 1, 1) + "\xFF\x00\x00"s},
       {"one byte longer", kRed + '\0'},
-      {"one byte shorter", kRed.substr(0, 42)},
-      {"size little-endian", "PPIC" + std::string("\x2B\0\0\0", 4) + kRed.substr(8)},
       {"wrong magic", "PPIc" + kRed.substr(4)},
-      {"width 0", header(43, 0, 1) + "abc"},
-      {"width -1", header(43, 0xFFFFFFFF, 1) + "abc"},
-      {"height 0", header(43, 1, 0) + "abc"},
-      {"height 32768", header(43, 1, 32768) + "abc"},
+      {"height 32768", header(40 + 32768 * 3, 1, 32768) + std::string(32768 * 3, '\0')},
       {"pixels past the end", header(43, 1, 1, 32, 41) + "abc"},
       {"offset at 2^32 - 1", header(43, 1, 1, 32, 0xFFFFFFFF) + "abc"},
       {"size field only", "PPIC" + be32(8)},
@@ -89,33 +76,18 @@ TEST_F(BinaryStringCases, ReaderAcceptsAndRefuses) {
   };
   for (const double version : {2011.5, 2012.0}) {
     testhost::Host& h = StartHost({.version = version});
-    for (const auto& c : kStrings) {
+    EXPECT_EQ(text_of(h.Call("PicturetoBinaryStringZRK", {h.NewPicture({.fill = Pixel{255, 0, 0, 255}})}).value), kRed);
+    EXPECT_TRUE(std::holds_alternative<std::monostate>(h.Call("PicturetoBinaryStringZRK", {Value{}}).value));
+    for (const auto& c : cases) {
       SCOPED_TRACE(testing::Message() << c.name << ", host " << version);
       const CallResult r = h.Call("BinaryStringtoPictureZRK", {c.bytes ? Value{*c.bytes} : Value{}});
-      ASSERT_TRUE(r.ok()) << r.error;
-      EXPECT_FALSE(r.exception);
-      if (c.width == 0) {
-        EXPECT_TRUE(std::holds_alternative<std::monostate>(r.value));
-        continue;
-      }
-      ASSERT_TRUE(std::holds_alternative<Ref>(r.value));
+      ASSERT_TRUE(r.ok() && !r.exception) << r.error;
+      ASSERT_EQ(std::holds_alternative<Ref>(r.value), c.width != 0);
+      if (c.width == 0) continue;
       const REALpicture p = std::get<Ref>(r.value).picture();
       EXPECT_EQ(h.Width(p), c.width);
       EXPECT_EQ(h.GetPixel(p, 0, 0), (Pixel{c.first.r, c.first.g, c.first.b, 255}));
     }
-    StopHost();
-  }
-}
-
-TEST_F(BinaryStringCases, WorkedRedPictureAndNil) {
-  for (const double version : {2011.5, 2012.0}) {
-    testhost::Host& h = StartHost({.version = version});
-    testhost::PictureSpec red = sized(1, 1);
-    red.fill = Pixel{255, 0, 0, 255};
-    const Value string = h.Call("PicturetoBinaryStringZRK", {h.NewPicture(red)}).value;
-    ASSERT_TRUE(std::holds_alternative<std::string>(string)) << version;
-    EXPECT_EQ(std::get<std::string>(string), kRed);
-    EXPECT_TRUE(std::holds_alternative<std::monostate>(h.Call("PicturetoBinaryStringZRK", {Value{}}).value));
     StopHost();
   }
 }

@@ -1,7 +1,5 @@
-// The embedded mask through the registered declarations: the getter's alpha per
-// layout and the setter's lowest-addressed byte over every lending, the setter
-// stopping at the mask's edges, both setter forms in every host version band,
-// the row-table alpha stretch, and the separate-mask test.
+// The embedded mask through the registered declarations: getter and setter over every lending,
+// both setter forms in every host version band, the row-table alpha stretch, the separate mask.
 #include <gtest/gtest.h>
 
 #include <optional>
@@ -17,22 +15,6 @@ using testhost::CallResult;
 using testhost::Ref;
 using testhost::Value;
 
-constexpr char kModuleSetter[] = "EmbeddedMaskZRK(extends ref as Picture, swap as boolean, assigns value as picture)";
-
-Lending other_layout(const Lending& l) {
-  Lending p = l;
-  p.drawOnly = false;
-  p.alphaInfo = l.hasAlphaChannel ? 3 - l.alphaInfo : l.alphaInfo % 6 + 1;
-  return p;
-}
-
-// The mask value the getter reads from a pixel of this lending.
-uint8_t alpha_of(const Lending& l, Pixel p) {
-  if (l.drawOnly) return 255;  // read through an opaque copy
-  if (l.kind == testhost::HostKind::kDesktop) return p.a;
-  return static_cast<uint8_t>((p.a & 0x7F) << 1 | (p.a & 1));
-}
-
 std::vector<uint32_t> words_of(testhost::Host& h, REALpicture picture) {
   std::vector<uint32_t> words;
   for (int32_t y = 0; y < h.Height(picture); ++y)
@@ -42,44 +24,34 @@ std::vector<uint32_t> words_of(testhost::Host& h, REALpicture picture) {
 
 class MaskTest : public PluginTest, public ::testing::WithParamInterface<Lending> {};
 
-TEST_P(MaskTest, GetterReadsTheAlphaOfEveryLayout) {
+// The getter reads each layout's alpha (a draw-only picture through an opaque copy);
+// the setter puts the mask's red into the lowest-addressed byte of self's words, inside
+// the mask's width and height only, with self opened for reading.
+TEST_P(MaskTest, GetterAndSetterOverEveryLayout) {
   const Lending& l = GetParam();
   testhost::Host& h = StartHost(config_for(l));
-  Lending opaque = l;
-  opaque.hasAlphaChannel = false;
+  Lending opaque = l, other = l;  // the getter's result; the mask in the host's other layout family
+  opaque.hasAlphaChannel = other.drawOnly = false;
+  other.alphaInfo = l.hasAlphaChannel ? 3 - l.alphaInfo : l.alphaInfo % 6 + 1;
   for (const bool swap : {false, true}) {
+    SCOPED_TRACE(swap ? "swap" : "no swap");
+    const uint8_t flip = swap ? 255 : 0;
     const Ref self = random_picture(h, l, 9, 3, swap);
     const std::vector<Pixel> before = pixels_of(h, self.picture());
-    EXPECT_TRUE(result_matches(h, opaque, self.picture(), before, h.CallMethod(self.get(), "EmbeddedMaskZRK", {swap}),
-                               [&](int32_t, int32_t, Pixel p) -> std::optional<Pixel> {
-                                 const uint8_t v = swap ? 255 - alpha_of(l, p) : alpha_of(l, p);
-                                 return Pixel{v, v, v};
-                               }))
-        << "swap " << swap;
-  }
-}
+    const CallResult got = h.CallMethod(self.get(), "EmbeddedMaskZRK", {swap});
+    EXPECT_TRUE(result_matches(h, opaque, self.picture(), before, got, [&](int32_t, int32_t, Pixel p) {
+      const int alpha = l.drawOnly ? 255 : l.kind == HostKind::kDesktop ? p.a : (p.a & 0x7F) << 1 | (p.a & 1);
+      const auto a = uint8_t(alpha ^ flip);
+      return std::optional(Pixel{a, a, a});
+    }));
 
-// The mask's red goes into the lowest-addressed byte of self's words, inside the
-// mask's width and height only; a copy takes it where self cannot be locked.
-TEST_P(MaskTest, SetterWritesTheLowestByteWithinTheMask) {
-  const Lending& l = GetParam();
-  testhost::Host& h = StartHost(config_for(l));
-  for (const bool swap : {false, true}) {
-    const Ref self = random_picture(h, l, 7, 4, 3 + swap);
-    const Ref mask = random_picture(h, other_layout(l), 5, 3, 5);
-    const std::vector<uint32_t> before = words_of(h, self.picture());
+    const Ref mask = random_picture(h, other, 5, 2, 5);
+    std::vector<uint32_t> want = words_of(h, self.picture());
     const CallResult r = h.Assign(self.get(), "EmbeddedMaskZRK", {swap}, mask);
-    ASSERT_TRUE(r.ok()) << r.error;
-    EXPECT_FALSE(r.exception.has_value());
-    for (int32_t y = 0; y < 4; ++y) {
-      for (int32_t x = 0; x < 7; ++x) {
-        uint32_t want = before[static_cast<size_t>(y) * 7 + x];
-        if (x < 5 && y < 3 && !l.drawOnly) {
-          want = (want & ~0xFFu) | (h.GetPixel(mask.picture(), x, y).r ^ (swap ? 255 : 0));
-        }
-        ASSERT_EQ(h.Word(self.picture(), x, y), want) << "at " << x << "," << y << " swap " << swap;
-      }
-    }
+    ASSERT_TRUE(r.ok() && !r.exception) << r.error;
+    for (int32_t i = 0; i < 27 && !l.drawOnly; ++i)
+      if (i % 9 < 5 && i / 9 < 2) want[i] = (want[i] & ~0xFFu) | (h.GetPixel(mask.picture(), i % 9, i / 9).r ^ flip);
+    EXPECT_EQ(words_of(h, self.picture()), want);
     EXPECT_EQ(h.ClearCacheCount(self.picture()), 0) << "self is opened for reading";
   }
 }
@@ -89,68 +61,51 @@ INSTANTIATE_TEST_SUITE_P(AllLendings, MaskTest, ::testing::ValuesIn(kLendings),
 
 class MaskCases : public PluginTest {};
 
-// Sets 100 from a mask with red 100 through Assign, then 155 with swap through
-// the setter's full declaration where it is a module function (Assign again on
-// the class), and reads both back through the getter.
-void set_and_get(testhost::Host& h, bool module) {
-  testhost::PictureSpec shape = sized(2, 1);
-  shape.alphaInfo = 4;  // A, R, G, B: the written byte is alpha
-  const Ref self = h.NewPicture(shape);
-  shape.fill = Pixel{100, 7, 7, 255};
-  const Ref mask = h.NewPicture(shape);
-  ASSERT_TRUE(h.Assign(self.get(), "EmbeddedMaskZRK", {false}, mask).ok());
-  EXPECT_EQ(h.GetPixel(self.picture(), 1, 0).a, 100);
-  const CallResult set = module ? h.CallDeclared(kModuleSetter, self.get(), {true, mask})
-                                : h.Assign(self.get(), "EmbeddedMaskZRK", {true}, mask);
-  ASSERT_TRUE(set.ok()) << set.error;
-  EXPECT_EQ(h.GetPixel(self.picture(), 1, 0).a, 155);
-  for (const bool swap : {false, true}) {
-    const CallResult got = h.CallMethod(self.get(), "EmbeddedMaskZRK", {swap});
-    ASSERT_TRUE(std::holds_alternative<Ref>(got.value));
-    EXPECT_EQ(h.GetPixel(std::get<Ref>(got.value).picture(), 1, 0).g, swap ? 100 : 155);
-  }
-}
-
+// Sets 100 in the A, R, G, B layout, where the written byte is alpha, then 155 with swap
+// through the setter's full declaration where it is a module function (Assign again on
+// the class), and reads it back swapped through the getter.
 TEST_F(MaskCases, SetterAndGetterInEveryHostVersionBand) {
   for (const double version : {2012.0, 2013.0, 2019.011, 3000.0}) {
     SCOPED_TRACE(version);
-    testhost::HostConfig config;
-    config.version = version;
-    set_and_get(StartHost(config), version >= 2013.0 && version < 3000.0);
+    testhost::Host& h = StartHost({.version = version});
+    {
+      const Ref self = h.NewPicture({.width = 2, .alphaInfo = 4});
+      const Ref mask = h.NewPicture({.width = 2, .alphaInfo = 4, .fill = Pixel{100, 7, 7, 255}});
+      ASSERT_TRUE(h.Assign(self.get(), "EmbeddedMaskZRK", {false}, mask).ok());
+      EXPECT_EQ(h.GetPixel(self.picture(), 1, 0).a, 100);
+      const CallResult set =
+          version >= 2013.0 && version < 3000.0
+              ? h.CallDeclared("EmbeddedMaskZRK(extends ref as Picture, swap as boolean, assigns value as picture)",
+                               self.get(), {true, mask})
+              : h.Assign(self.get(), "EmbeddedMaskZRK", {true}, mask);
+      ASSERT_TRUE(set.ok()) << set.error;
+      EXPECT_EQ(h.GetPixel(self.picture(), 1, 0).a, 155);
+      const CallResult got = h.CallMethod(self.get(), "EmbeddedMaskZRK", {true});
+      ASSERT_TRUE(std::holds_alternative<Ref>(got.value));
+      EXPECT_EQ(h.GetPixel(std::get<Ref>(got.value).picture(), 1, 0).g, 100);
+    }
     StopHost();
   }
 }
 
-// Row-table alpha: bits 24-30 doubled with bit 24 repeated, bit 31 ignored.
-TEST_F(MaskCases, RowTableAlphaStretchesSevenBits) {
-  testhost::HostConfig config;
-  config.kind = testhost::HostKind::kConsole;
-  testhost::Host& h = StartHost(config);
-  const Ref self = h.NewPicture(sized(4, 1));
+// Row-table alpha: bits 24-30 doubled with bit 24 repeated, bit 31 ignored. A nil mask
+// leaves self alone and unopened; asking about a separate mask makes none.
+TEST_F(MaskCases, RowTableStretchNilMaskAndSeparateMasks) {
+  testhost::Host& h = StartHost({.kind = testhost::HostKind::kConsole});
+  const Ref self = h.NewPicture(sized(4, 1)), masked = h.NewPicture({.width = 2, .withMask = true});
   const uint8_t alpha[] = {64, 65, 0x80 | 64, 127}, want[] = {128, 131, 128, 255};
   for (int32_t x = 0; x < 4; ++x) h.SetPixel(self.picture(), x, 0, Pixel{1, 2, 3, alpha[x]});
+  const std::vector<uint32_t> before = words_of(h, self.picture());
+  const CallResult set = h.Assign(self.get(), "EmbeddedMaskZRK", {false}, Value{});
+  ASSERT_TRUE(set.ok() && !set.exception) << set.error;
+  EXPECT_EQ(words_of(h, self.picture()), before);
+  EXPECT_EQ(h.LockCount(self.picture()), 0);
   const CallResult r = h.CallMethod(self.get(), "EmbeddedMaskZRK", {false});
   ASSERT_TRUE(std::holds_alternative<Ref>(r.value));
   for (int32_t x = 0; x < 4; ++x) EXPECT_EQ(h.GetPixel(std::get<Ref>(r.value).picture(), x, 0).r, want[x]) << x;
-}
-
-TEST_F(MaskCases, NilMaskAndSeparateMasks) {
-  testhost::Host& h = StartHost();
-  const Ref plain = h.NewPicture(sized(2, 2));
-  testhost::PictureSpec shape = sized(2, 2);
-  shape.withMask = true;
-  const Ref masked = h.NewPicture(shape);
-
-  const std::vector<uint32_t> before = words_of(h, plain.picture());
-  const CallResult set = h.Assign(plain.get(), "EmbeddedMaskZRK", {false}, Value{});
-  ASSERT_TRUE(set.ok()) << set.error;
-  EXPECT_FALSE(set.exception.has_value());
-  EXPECT_EQ(words_of(h, plain.picture()), before);
-  EXPECT_EQ(h.LockCount(plain.picture()), 0);
-
   EXPECT_EQ(std::get<bool>(h.CallMethod(masked.get(), "HasMaskZRK", {}).value), true);
-  EXPECT_EQ(std::get<bool>(h.CallMethod(plain.get(), "HasMaskZRK", {}).value), false);
-  EXPECT_EQ(h.Mask(plain.picture()), nullptr) << "asking made a mask";
+  EXPECT_EQ(std::get<bool>(h.CallMethod(self.get(), "HasMaskZRK", {}).value), false);
+  EXPECT_EQ(h.Mask(self.picture()), nullptr) << "asking made a mask";
 }
 
 }  // namespace

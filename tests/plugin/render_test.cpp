@@ -1,7 +1,5 @@
-// Waveform rendering through the registered global, on every layout a host gives
-// new pictures: seeded samples in each encoding against a plain reference (fold,
-// smoothing, scaling, fill, both outline kinds), then silence with the declared
-// defaults, auto-scaling, and the sizes and refusals worked by hand.
+// Waveform rendering through the registered global on every layout a host gives new pictures:
+// seeded samples in each encoding against a plain reference, then the worked cases and refusals.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -16,7 +14,6 @@ namespace {
 
 using rendertest::Grid;
 using testhost::CallResult;
-using testhost::HostKind;
 using testhost::Ref;
 using testhost::Value;
 
@@ -34,21 +31,12 @@ CallResult render(testhost::Host& h, const Ref& block, const Params& p) {
                                      int64_t{p.fore}, int64_t{p.line}, int64_t{p.bits}, p.autoScale});
 }
 
-int32_t sample_bytes(int32_t bits) { return bits < 0 ? -bits / 8 : (bits + 7) / 8; }
-
-// The value a sample stands for.
-double value_at(const uint8_t* p, int32_t bits) {
-  int16_t s16;
-  float f;
-  double d;
-  switch (bits) {
-    case 7: return static_cast<int8_t>(p[0]);
-    case 8: return p[0] - 128;
-    case 15: return std::memcpy(&s16, p, 2), s16;
-    case 16: return std::memcpy(&s16, p, 2), static_cast<uint16_t>(s16) - 32768;
-    case -32: return std::memcpy(&f, p, 4), f;
-    default: return std::memcpy(&d, p, 8), d;
-  }
+// The picture a call returned, as 0x00RRGGBB colours (0 x 0 for none).
+Grid grid_of(testhost::Host& h, const CallResult& r) {
+  const REALpicture pic = std::holds_alternative<Ref>(r.value) ? std::get<Ref>(r.value).picture() : nullptr;
+  Grid g(pic ? h.Width(pic) : 0, pic ? h.Height(pic) : 0, 0);
+  for (int32_t i = 0; i < g.width * g.height; ++i) g.rgb[i] = h.Color(pic, i % g.width, i / g.width);
+  return g;
 }
 
 // The host's pen line: Bresenham, both ends, the pen reaching right and down.
@@ -64,9 +52,10 @@ void pen_line(Grid& g, uint32_t colour, int32_t pen, int64_t x0, int64_t y0, int
   }
 }
 
+// Fold, smoothing, scaling and fill, then both outlines column by column.
 Grid reference(const std::vector<double>& v, const Params& p) {
   const auto n = static_cast<int64_t>(v.size());
-  const int32_t w = p.width >= 1 ? p.width : static_cast<int32_t>(n), h = p.height > 0 ? p.height : 500;
+  const int32_t w = p.width >= 1 ? p.width : static_cast<int32_t>(n), h = p.height;
   std::vector<double> neg(w), pos(w);
   double peak = 0;
   for (int32_t x = 0; x < w; ++x) {
@@ -89,10 +78,9 @@ Grid reference(const std::vector<double>& v, const Params& p) {
   std::vector<int32_t> ys[2] = {std::vector<int32_t>(w), std::vector<int32_t>(w)};
   for (int32_t x = 0; x < w; ++x) {
     for (int s = 0; s < 2; ++s) {
-      const int32_t y = range == 0 ? centre : static_cast<int32_t>((s ? pos : neg)[x] * h / range + centre);
+      const int32_t y = ys[s][x] = range == 0 ? centre : static_cast<int32_t>((s ? pos : neg)[x] * h / range + centre);
       for (int32_t row = std::max(std::min(centre, y), 0); row <= std::min(std::max(centre, y), h - 1); ++row)
         *g.at(x, row) = p.fore;
-      ys[s][x] = y;
     }
   }
   for (int32_t x = 0; x < w; ++x) {
@@ -105,131 +93,95 @@ Grid reference(const std::vector<double>& v, const Params& p) {
   return g;
 }
 
-::testing::AssertionResult picture_is(testhost::Host& h, const CallResult& r, Grid& want) {
-  if (!r.ok() || !std::holds_alternative<Ref>(r.value)) return ::testing::AssertionFailure() << "nil " << r.error;
-  const REALpicture pic = std::get<Ref>(r.value).picture();
-  if (h.Width(pic) != want.width || h.Height(pic) != want.height)
-    return ::testing::AssertionFailure() << "size " << h.Width(pic) << "x" << h.Height(pic);
-  for (int32_t y = 0; y < want.height; ++y)
-    for (int32_t x = 0; x < want.width; ++x)
-      if (h.Color(pic, x, y) != *want.at(x, y))
-        return ::testing::AssertionFailure() << "at " << x << "," << y << std::hex << ": " << h.Color(pic, x, y)
-                                             << ", want " << *want.at(x, y);
-  return ::testing::AssertionSuccess();
+// New pictures in both bitmap families, and in the row tables of console and web hosts.
+const struct NewPictures { const char* name; testhost::HostConfig config; } kHosts[] = {
+    {"Desktop5", {.newPictureAlphaInfo = 5}}, {"Desktop6", {.newPictureAlphaInfo = 6}},
+    {"Console", {.kind = testhost::HostKind::kConsole}}, {"Web", {.kind = testhost::HostKind::kWeb}}};
+
+class RenderTest : public PluginTest, public ::testing::WithParamInterface<NewPictures> {};
+
+Ref block_of(testhost::Host& h, const std::vector<uint8_t>& bytes) {
+  Ref block = h.NewMemoryBlock(static_cast<int32_t>(bytes.size()));
+  std::copy(bytes.begin(), bytes.end(), h.Bytes(block.block()).begin());
+  return block;
 }
 
-// New pictures in both bitmap families, and in the row tables of console and web hosts.
-struct NewPictures {
-  const char* name;
-  HostKind kind;
-  uint32_t alphaInfo;
-};
-const NewPictures kHosts[] = {{"Desktop5", HostKind::kDesktop, 5}, {"Desktop6", HostKind::kDesktop, 6},
-                              {"Console", HostKind::kConsole, 5}, {"Web", HostKind::kWeb, 5}};
-
-class RenderTest : public PluginTest, public ::testing::WithParamInterface<NewPictures> {
- protected:
-  testhost::Host& Start() {
-    testhost::HostConfig config;
-    config.kind = GetParam().kind;
-    config.newPictureAlphaInfo = GetParam().alphaInfo;
-    return StartHost(config);
-  }
-  Ref Block(const std::vector<uint8_t>& bytes) {
-    Ref block = host().NewMemoryBlock(static_cast<int32_t>(bytes.size()));
-    std::copy(bytes.begin(), bytes.end(), host().Bytes(block.block()).begin());
-    return block;
-  }
-};
-
+// Integer encodings count the block's samples; floats, in [-1.2, 1.2), must pass the count.
 TEST_P(RenderTest, EveryEncodingMatchesTheReference) {
-  testhost::Host& h = Start();
+  testhost::Host& h = StartHost(GetParam().config);
   std::mt19937 rng(11);
   for (int32_t bits : {7, 8, 15, 16, -32, -64}) {
-    std::vector<uint8_t> bytes(45 * sample_bytes(bits));
+    const int32_t size = bits < 0 ? -bits / 8 : (bits + 7) / 8;
+    std::vector<uint8_t> bytes(45 * size);
     for (auto& b : bytes) b = static_cast<uint8_t>(rng());
     std::vector<double> values;
-    for (size_t at = 0; at < bytes.size(); at += sample_bytes(bits)) {
-      if (bits < 0) {  // floats in [-1.2, 1.2)
-        const double d = (static_cast<int32_t>(rng() % 2400) - 1200) / 1000.0;
-        const float f = static_cast<float>(d);
-        std::memcpy(&bytes[at], bits == -32 ? static_cast<const void*>(&f) : &d, sample_bytes(bits));
-      }
-      values.push_back(value_at(&bytes[at], bits));
+    for (size_t at = 0; at < bytes.size(); at += size) {
+      const double d = (static_cast<int32_t>(rng() % 2400) - 1200) / 1000.0;
+      const float f = static_cast<float>(d);
+      if (bits < 0) std::memcpy(&bytes[at], bits == -32 ? static_cast<const void*>(&f) : &d, size);
+      // Odd Bits are signed integers, even ones offset by half their range; little-endian.
+      const int32_t raw = size == 1 ? bytes[at] : bytes[at] | bytes[at + 1] << 8, half = size == 1 ? 128 : 32768;
+      values.push_back(bits == -32 ? f : bits == -64 ? d : (bits % 2 ? raw ^ half : raw) - half);
     }
-    const Ref block = Block(bytes);
+    const Ref block = block_of(h, bytes);
     for (int32_t width : {0, 7, 60})
       for (int32_t height : {8, 33})
         for (int32_t smooth : {0, 3})
           for (bool autoScale : {false, true})
             for (int32_t outline : {0, 1, 2, 3}) {
-              // Integer encodings count the block's samples; floats must pass the count.
               const Params p{bits < 0 ? 45 : 0, smooth, width, height, outline, bits, autoScale};
-              Grid want = reference(values, p);
+              const Grid want = reference(values, p);
               const int lines = h.CallCount("RuntimeGraphicsDrawLine");
-              ASSERT_TRUE(picture_is(h, render(h, block, p), want))
-                  << "bits " << bits << " width " << width << " height " << height << " smooth " << smooth
-                  << " auto " << autoScale << " outline " << outline;
+              ASSERT_EQ(grid_of(h, render(h, block, p)), want) << "bits, width, height, smooth, auto, outline "
+                  << bits << " " << width << " " << height << " " << smooth << " " << autoScale << " " << outline;
               EXPECT_EQ(h.CallCount("RuntimeGraphicsDrawLine") - lines, outline > 1 ? 2 * want.width : 0);
             }
   }
 }
 
-// Silence (128 with the default Bits 8) draws the centre row in ForeColor, drawn
-// over by the outline: thin, or three rows for a pen of 3 offset by half of it.
-// Every colour is the declared default; Height 0 gives 500 rows, Width 0 a
-// column a sample.
-TEST_P(RenderTest, SilenceDrawsTheCentreLineWithTheDefaults) {
-  testhost::Host& h = Start();
-  const Ref block = Block(std::vector<uint8_t>(5, 128));
+// Silence (128 with the default Bits 8) draws the centre row in ForeColor, drawn over by the
+// outline: thin, or three rows for a pen of 3 offset by half of it; every colour is the declared
+// default, Height 0 gives 500 rows, Width 0 a column a sample. Auto-scaled, the loudest column
+// (+1000) reaches half the height below the centre (rows 20 to 40, clamped to 39); -500 rises
+// half as far, to row 10.
+TEST_P(RenderTest, SilenceWithTheDefaultsAndAutoScale) {
+  testhost::Host& h = StartHost(GetParam().config);
+  const Ref silence = block_of(h, std::vector<uint8_t>(5, 128));
   for (int64_t outline : {0, 1, 3}) {
     Grid want(5, 500, kBack);
-    for (int32_t x = 0; x < 5; ++x)
-      for (int32_t y = outline == 3 ? 249 : 250; y <= (outline == 3 ? 251 : 250); ++y)
-        *want.at(x, y) = outline == 0 ? kFore : kLine;
+    for (int32_t y = outline == 3 ? 249 : 250; y <= (outline == 3 ? 251 : 250); ++y)
+      for (int32_t x = 0; x < 5; ++x) *want.at(x, y) = outline == 0 ? kFore : kLine;
     const int64_t zero = 0;
-    EXPECT_TRUE(picture_is(h, h.Call("RenderSamplesZRK", {block, zero, zero, zero, zero, outline}), want)) << outline;
+    EXPECT_EQ(grid_of(h, h.Call("RenderSamplesZRK", {silence, zero, zero, zero, zero, outline})), want) << outline;
   }
-}
-
-// Auto-scaled, the loudest column (+1000) reaches half the height below the
-// centre (rows 20 to 40, clamped to 39); -500 rises half as far, to row 10.
-TEST_P(RenderTest, AutoScaleTakesTheLoudestColumnToHalfTheHeight) {
-  Start();
   Grid want(2, 40, 0);
-  for (int32_t y = 0; y < 40; ++y) {
-    *want.at(0, y) = y >= 20 ? 0xFFFFFF : 0;
-    *want.at(1, y) = y >= 10 && y <= 20 ? 0xFFFFFF : 0;
-  }
-  const Ref block = Block({0xE8, 0x03, 0xE8, 0x03, 0x0C, 0xFE, 0x0C, 0xFE});  // 1000, 1000, -500, -500
-  EXPECT_TRUE(picture_is(host(), render(host(), block, {0, 0, 2, 40, 0, 15, true, 0, 0xFFFFFF, 0}), want));
+  for (int32_t y = 20; y < 40; ++y) *want.at(0, y) = 0xFFFFFF;
+  for (int32_t y = 10; y <= 20; ++y) *want.at(1, y) = 0xFFFFFF;
+  const Ref block = block_of(h, {0xE8, 0x03, 0xE8, 0x03, 0x0C, 0xFE, 0x0C, 0xFE});  // 1000, 1000, -500, -500
+  EXPECT_EQ(grid_of(h, render(h, block, {0, 0, 2, 40, 0, 15, true, 0, 0xFFFFFF, 0})), want) << "auto-scaled";
 }
 
-// {bits, block bytes, count, width, height} and the picture's size; 0 x 0 is nil.
+// {bits, block bytes, count, width, height} and the picture's size, 0 x 0 for nil: the block
+// must hold the count, Bits 12 and 32 are no encodings.
 TEST_P(RenderTest, SizesAndRefusals) {
-  testhost::Host& h = Start();
-  const struct {
-    int32_t bits, bytes, count, width, height, wantWidth, wantHeight;
-  } cases[] = {
-      {16, 10, 0, 0, 3, 5, 3},       {16, 10, 5, 2, 3, 2, 3},  {16, 10, 6, 2, 3, 0, 0},  // the block must hold the count
-      {7, 4, 0, 9, 3, 9, 3},         {12, 16, 0, 4, 4, 0, 0},  {32, 16, 0, 4, 4, 0, 0},  // no such encodings
-      {-64, 64, 0, 5, 4, 0, 0},      {-64, 64, 0, 0, 4, 0, 0},                           // negative derived counts
-      {-32, 64, 16, 0, 4, 16, 4},    {-32, 64, 17, 0, 4, 0, 0},
+  testhost::Host& h = StartHost(GetParam().config);
+  const struct { int32_t bits, bytes, count, width, height, wantWidth, wantHeight; } cases[] = {
+      {16, 10, 0, 0, 3, 5, 3},    {16, 10, 6, 2, 3, 0, 0},   {-32, 64, 16, 0, 4, 16, 4}, {-32, 64, 17, 0, 4, 0, 0},
+      {12, 16, 0, 4, 4, 0, 0},    {32, 16, 0, 4, 4, 0, 0},   {-64, 64, 0, 5, 4, 0, 0},  // -64: a negative count
       {8, 4, 0, 32767, 1, 32767, 1}, {8, 4, 0, 32768, 1, 0, 0}, {8, 4, 0, 2, 32768, 0, 0},
       {8, 4, 0, 0x20000000, 1, 0, 0},  // width * 8 wraps in 32 bits
   };
   for (const auto& c : cases) {
-    CallResult r = render(h, h.NewMemoryBlock(c.bytes), {c.count, 0, c.width, c.height, 1, c.bits, false});
+    const CallResult r = render(h, h.NewMemoryBlock(c.bytes), {c.count, 0, c.width, c.height, 1, c.bits, false});
     ASSERT_TRUE(r.ok() && !r.exception) << r.error;
     const REALpicture pic = std::holds_alternative<Ref>(r.value) ? std::get<Ref>(r.value).picture() : nullptr;
-    EXPECT_EQ(pic ? h.Width(pic) : 0, c.wantWidth) << "bits " << c.bits << " count " << c.count << " width " << c.width;
-    EXPECT_EQ(pic ? h.Height(pic) : 0, c.wantHeight) << "bits " << c.bits << " height " << c.height;
+    EXPECT_EQ(pic ? std::pair(h.Width(pic), h.Height(pic)) : std::pair(0, 0), std::pair(c.wantWidth, c.wantHeight))
+        << "bits " << c.bits << " count " << c.count << " width " << c.width << " height " << c.height;
   }
-  CallResult r = render(h, Ref{}, {4, 0, 4, 4, 1, 8, false});
+  const CallResult r = render(h, Ref{}, {4, 0, 4, 4, 1, 8, false});
   EXPECT_TRUE(r.ok() && std::holds_alternative<std::monostate>(r.value));
-  ASSERT_TRUE(r.exception);
-  EXPECT_EQ(r.exception->className, "NilObjectException");
-  EXPECT_EQ(r.exception->message, "memoryblock is nil");
+  EXPECT_EQ(r.exception ? r.exception->className + ": " + r.exception->message : "",
+            "NilObjectException: memoryblock is nil");
 }
 
 INSTANTIATE_TEST_SUITE_P(NewPictureLayouts, RenderTest, ::testing::ValuesIn(kHosts),

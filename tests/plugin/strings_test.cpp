@@ -1,13 +1,10 @@
 // Host strings and exceptions as the frame makes them, driven through the probe
-// plug-in on hosts of different versions and with entry points missing: every
-// encoding reaches the host as UTF-8 text (raw bytes stay raw), string data is
-// read with or without the host's string-data entry points, and exceptions carry
-// their class and message.
+// plug-in on hosts of different versions and with entry points missing.
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <set>
 #include <string>
+#include <utility>
 
 #include "tests/plugin/plugin_test.h"
 
@@ -16,7 +13,6 @@ namespace {
 using testhost::CallResult;
 using testhost::HostConfig;
 using testhost::Ref;
-using testhost::Value;
 
 constexpr int64_t kUTF8 = 0x08000100;
 constexpr int64_t kUTF16 = 0x0100;
@@ -25,43 +21,26 @@ constexpr int64_t kLatin1 = 0x0500;
 constexpr int64_t kASCII = 0x0600;
 constexpr int64_t kRaw = 0xFFFF;
 
-// A host of some version, lacking some entry points.
-struct BuildHost {
-  const char* name;
-  double version;
-  std::set<std::string> missing;
-};
-
 class StringsTest : public PluginTest {
  protected:
-  testhost::Host& Start(HostConfig config = {}) { return StartHostWith(PROBE_PLUGIN_PATH, config); }
-  testhost::Host& Start(const BuildHost& b) {
-    HostConfig config;
-    config.version = b.version;
-    config.missing = b.missing;
-    return Start(config);
-  }
+  void Start(const HostConfig& config = {}) { StartHostWith(PROBE_PLUGIN_PATH, config); }
 
-  Ref Block(const std::string& bytes) {
+  // The probe's result for `bytes` in a memory block.
+  testhost::Value Probe(const char* probe, const std::string& bytes, double length, int64_t encoding) {
     Ref block = host().NewMemoryBlock(static_cast<int32_t>(bytes.size()));
     if (!bytes.empty()) std::memcpy(host().Bytes(block.block()).data(), bytes.data(), bytes.size());
-    return block;
+    CallResult r = host().Call(probe, {block, length, encoding});
+    EXPECT_TRUE(r.ok()) << r.error;
+    return r.value;
   }
-
   // The built string's text, or "<nil>".
   std::string Build(const std::string& bytes, double length, int64_t encoding) {
-    Ref block = Block(bytes);
-    CallResult r = host().Call("ProbeBuildString", {block, length, encoding});
-    EXPECT_TRUE(r.ok()) << r.error;
-    if (!std::holds_alternative<std::string>(r.value)) return "<nil>";
-    return std::get<std::string>(r.value);
+    const testhost::Value v = Probe("ProbeBuildString", bytes, length, encoding);
+    return std::holds_alternative<std::string>(v) ? std::get<std::string>(v) : "<nil>";
   }
-
   int64_t BuiltEncoding(const std::string& bytes, int64_t encoding) {
-    Ref block = Block(bytes);
-    CallResult r = host().Call("ProbeBuiltEncoding", {block, static_cast<double>(bytes.size()), encoding});
-    EXPECT_TRUE(r.ok()) << r.error;
-    return std::holds_alternative<int64_t>(r.value) ? std::get<int64_t>(r.value) : -2;
+    const testhost::Value v = Probe("ProbeBuiltEncoding", bytes, static_cast<double>(bytes.size()), encoding);
+    return std::holds_alternative<int64_t>(v) ? std::get<int64_t>(v) : -2;
   }
 
   std::string Data(const std::string& text, int64_t encoding) {
@@ -73,119 +52,86 @@ class StringsTest : public PluginTest {
   }
 };
 
-std::string utf32(std::initializer_list<uint32_t> code_points) {
+// Code units in memory order.
+template <class Unit>
+std::string units(std::initializer_list<Unit> list) {
   std::string out;
-  for (uint32_t cp : code_points) out.append(reinterpret_cast<const char*>(&cp), 4);
+  for (Unit u : list) out.append(reinterpret_cast<const char*>(&u), sizeof u);
   return out;
 }
 
-std::string utf16(std::initializer_list<uint16_t> units) {
-  std::string out;
-  for (uint16_t u : units) out.append(reinterpret_cast<const char*>(&u), 2);
-  return out;
-}
-
+// Every encoding reaches the host as UTF-8 text, raw bytes stay raw, and lengths
+// that cannot be built give nil.
 TEST_F(StringsTest, EveryEncodingReachesTheHostAsUtf8) {
-  const BuildHost hosts[] = {
-      {"current", 2019.0, {}},
-      {"before 2012", 2011.0, {}},
-      {"no direct build", 2019.0, {"REALBuildStringWithEncoding"}},
-      {"old, no direct build", 2010.5, {"REALBuildStringWithEncoding"}},
+  const std::pair<const char*, HostConfig> hosts[] = {
+      {"current", {}},
+      {"before 2012", {.version = 2011.0}},
+      {"no direct build", {.missing = {"REALBuildStringWithEncoding"}}},
+      {"old, no direct build", {.version = 2010.5, .missing = {"REALBuildStringWithEncoding"}}},
   };
-  const std::string grin = "\xF0\x9F\x98\x80";  // U+1F600, one character
-  for (const BuildHost& b : hosts) {
-    SCOPED_TRACE(b.name);
-    Start(b);
+  const std::string grin = "\xF0\x9F\x98\x81";  // U+1F601, one character
+  // Fewer code points than the stack buffer holds, but more UTF-16 units: made on the heap.
+  std::string wide, wideText;
+  for (uint32_t i = 0; i < 700; ++i) {
+    wide += units<uint32_t>({i % 2 ? 0x1F601 : 'a' + i % 26});
+    wideText += i % 2 ? grin : std::string(1, static_cast<char>('a' + i % 26));
+  }
+  const std::string binary("PP\0\xFF\x80\x01", 6);
+  for (const auto& [name, config] : hosts) {
+    SCOPED_TRACE(name);
+    Start(config);
     EXPECT_EQ(Build("h\xC3\xA9llo", 6, kUTF8), "h\xC3\xA9llo");
-    EXPECT_EQ(Build(utf16({'h', 0xE9, 0xD83D, 0xDE00}), 8, kUTF16), "h\xC3\xA9" + grin);
-    EXPECT_EQ(Build(utf32({0x1F600}), 4, kUTF32), grin);
-    EXPECT_EQ(Build(utf32({'a', 0x1F600, 'b'}), 12, kUTF32), "a" + grin + "b");
+    EXPECT_EQ(Build(units<uint16_t>({'h', 0xE9, 0xD83D, 0xDE01}), 8, kUTF16), "h\xC3\xA9" + grin);
+    EXPECT_EQ(Build(units<uint32_t>({'a', 0x1F601, 'b'}), 12, kUTF32), "a" + grin + "b");
+    EXPECT_EQ(Build(wide, static_cast<double>(wide.size()), kUTF32), wideText);
     EXPECT_EQ(Build("caf\xE9", 4, kLatin1), "caf\xC3\xA9");
     EXPECT_EQ(Build("plain", 5, kASCII), "plain");
     for (int64_t encoding : {kUTF8, kUTF16, kUTF32, kLatin1, kASCII}) {
-      const std::string text = encoding == kUTF32 ? utf32({'x'}) : encoding == kUTF16 ? utf16({'x'}) : "x";
-      EXPECT_EQ(BuiltEncoding(text, encoding), kUTF8) << std::hex << encoding;
+      const std::string x =
+          encoding == kUTF32 ? units<uint32_t>({'x'}) : encoding == kUTF16 ? units<uint16_t>({'x'}) : "x";
+      EXPECT_EQ(BuiltEncoding(x, encoding), kUTF8) << std::hex << encoding;
     }
+    EXPECT_EQ(Build(binary, 6, kRaw), binary);
+    EXPECT_EQ(BuiltEncoding(binary, kRaw), kRaw);
+    for (double length : {0.0, -1.0, -2147483648.0, 2147483648.0, 4294967296.0})
+      EXPECT_EQ(Build("abc", length, kUTF8), "<nil>") << length;
+    EXPECT_EQ(Build("abc", 2, kUTF8), "ab");
     StopHost();
   }
-}
-
-// Past the stack buffer the re-encoding is made on the heap.
-TEST_F(StringsTest, LongUtf32TextWithoutDirectBuild) {
-  HostConfig config;
-  config.missing = {"REALBuildStringWithEncoding"};
-  Start(config);
-  std::string wide, want;
-  for (int i = 0; i < 1000; ++i) {
-    const uint32_t cp = i % 2 ? 0x1F600 : 'a' + i % 26;
-    wide.append(reinterpret_cast<const char*>(&cp), 4);
-    want += i % 2 ? "\xF0\x9F\x98\x80" : std::string(1, static_cast<char>('a' + i % 26));
-  }
-  EXPECT_EQ(Build(wide, static_cast<double>(wide.size()), kUTF32), want);
-}
-
-TEST_F(StringsTest, RawBytesStayAsTheyAre) {
-  Start();
-  const std::string binary("PP\0\xFF\x80\x01", 6);
-  EXPECT_EQ(Build(binary, 6, kRaw), binary);
-  EXPECT_EQ(BuiltEncoding(binary, kRaw), kRaw);
-}
-
-TEST_F(StringsTest, EmptyNegativeOrHugeLengthsBuildNothing) {
-  Start();
-  for (double length : {0.0, -1.0, -2147483648.0, 2147483648.0, 4294967296.0}) {
-    EXPECT_EQ(Build("abc", length, kUTF8), "<nil>") << length;
-  }
-  EXPECT_EQ(Build("abc", 2, kUTF8), "ab");
 }
 
 // With the host's string-data entry points, and on older hosts through the C
 // string and "LenB", holding the string meanwhile.
 TEST_F(StringsTest, StringDataInTheWantedEncoding) {
-  const BuildHost hosts[] = {
-      {"current", 2019.0, {}},
-      {"without string data", 2011.0, {"PluginGetStringData", "PluginDisposeStringData"}},
-      {"without string data or LenB", 2011.0, {"PluginGetStringData", "REALLoadGlobalMethod"}},
-  };
-  for (const BuildHost& b : hosts) {
-    SCOPED_TRACE(b.name);
-    Start(b);
-    if (b.missing.count("REALLoadGlobalMethod") != 0) {
-      EXPECT_EQ(Data("abc", kUTF8), "<nil>");
-      StopHost();
-      continue;
-    }
+  const HostConfig old{.version = 2011.0, .missing = {"PluginGetStringData", "PluginDisposeStringData"}};
+  for (const HostConfig& config : {HostConfig{}, old}) {
+    Start(config);
     EXPECT_EQ(Data("h\xC3\xA9", kUTF8), "h\xC3\xA9");
     EXPECT_EQ(Data("h\xC3\xA9", kRaw), "h\xC3\xA9");
-    EXPECT_EQ(Data("h\xC3\xA9", kUTF16), utf16({'h', 0xE9}));
+    EXPECT_EQ(Data("h\xC3\xA9", kUTF16), units<uint16_t>({'h', 0xE9}));
     EXPECT_EQ(Data("caf\xC3\xA9", kLatin1), "caf\xE9");
     StopHost();
   }
+  Start({.version = 2011.0, .missing = {"PluginGetStringData", "REALLoadGlobalMethod"}});
+  EXPECT_EQ(Data("abc", kUTF8), "<nil>") << "without string data or LenB";
 }
 
 TEST_F(StringsTest, ExceptionsCarryClassAndMessage) {
-  struct Case {
+  const struct {
     const char* className;
-    const char* message;
     bool withMessage;
     const char* wantClass;
-    const char* wantMessage;
-  };
-  const Case cases[] = {
-      {"NilObjectException", "picture is nil", true, "NilObjectException", "picture is nil"},
-      {"OutOfMemoryException", "Failed to allocate memory for a string.", true, "OutOfMemoryException",
-       "Failed to allocate memory for a string."},
-      {"NoSuchClassException", "memoryblock is nil", true, "RuntimeException", "memoryblock is nil"},
-      {"NilObjectException", "", true, "NilObjectException", ""},
-      {"NilObjectException", "ignored", false, "NilObjectException", ""},
+  } cases[] = {
+      {"NilObjectException", true, "NilObjectException"},
+      {"NoSuchClassException", true, "RuntimeException"},
+      {"NilObjectException", false, "NilObjectException"},
   };
   Start();
-  for (const Case& c : cases) {
-    CallResult r = host().Call("ProbeRaise", {std::string(c.className), std::string(c.message), c.withMessage});
-    ASSERT_TRUE(r.ok()) << r.error;
-    ASSERT_TRUE(r.exception.has_value()) << c.className;
+  for (const auto& c : cases) {
+    CallResult r = host().Call("ProbeRaise", {std::string(c.className), std::string("picture is nil"), c.withMessage});
+    ASSERT_TRUE(r.ok() && r.exception.has_value()) << c.className << r.error;
     EXPECT_EQ(r.exception->className, c.wantClass);
-    EXPECT_EQ(r.exception->message, c.wantMessage);
+    EXPECT_EQ(r.exception->message, c.withMessage ? "picture is nil" : "");
     EXPECT_EQ(r.exception->errorNumber, 0);
   }
 }
