@@ -17,18 +17,6 @@
 namespace picture {
 namespace {
 
-template <class L>
-const uint32_t* row_at(const PictureEditor& e, int32_t y) {
-  if constexpr (std::is_same_v<L, RowTableLayout>) {
-    return e.rowTable[y];
-  } else if constexpr (!L::kWrites) {
-    return e.baseAddress;  // any word of it reads black
-  } else {
-    return reinterpret_cast<const uint32_t*>(reinterpret_cast<const unsigned char*>(e.baseAddress) +
-                                             static_cast<ptrdiff_t>(y) * e.bytesPerRow);
-  }
-}
-
 template <class A, class B>
 bool same_run(const uint32_t* a, const uint32_t* b, int32_t count) {
   int32_t i = 0;
@@ -52,9 +40,9 @@ bool same_run(const uint32_t* a, const uint32_t* b, int32_t count) {
 template <class Hay, class Pat>
 bool matches_at(const PictureEditor& hay, const PictureEditor& pat, int32_t cx, int32_t cy) {
   const int32_t w = pat.width;
-  if (!same_run<Hay, Pat>(row_at<Hay>(hay, cy) + cx + 1, row_at<Pat>(pat, 0) + 1, w - 1)) return false;
+  if (!same_run<Hay, Pat>(hay.Row(cy) + cx + 1, pat.Row(0) + 1, w - 1)) return false;
   for (int32_t r = 1; r < pat.height; ++r) {
-    if (!same_run<Hay, Pat>(row_at<Hay>(hay, cy + r) + cx, row_at<Pat>(pat, r), w)) return false;
+    if (!same_run<Hay, Pat>(hay.Row(cy + r) + cx, pat.Row(r), w)) return false;
   }
   return true;
 }
@@ -62,11 +50,11 @@ bool matches_at(const PictureEditor& hay, const PictureEditor& pat, int32_t cx, 
 template <class Hay, class Pat>
 bool search(const PictureEditor& hay, const PictureEditor& pat, int32_t& foundX, int32_t& foundY) {
   // The top-left pattern pixel as the haystack holds it: one word test per candidate.
-  const ColourKey<Hay> anchor(Pat::load(row_at<Pat>(pat, 0)));
+  const ColourKey<Hay> anchor(Pat::load(pat.Row(0)));
   const int32_t lastX = hay.width - pat.width;
   const int32_t lastY = hay.height - pat.height;
   for (int32_t cy = 0; cy <= lastY; ++cy) {
-    const uint32_t* row = row_at<Hay>(hay, cy);
+    const uint32_t* row = hay.Row(cy);
     for (int32_t cx = 0; cx <= lastX; ++cx) {
       if (anchor(row[cx]) && matches_at<Hay, Pat>(hay, pat, cx, cy)) {
         foundX = cx;

@@ -86,14 +86,7 @@ void PictureEditor::Release() {
 void PictureEditor::AdvanceRows(int32_t rows) {
   x = 0;
   y += rows;
-  if (y >= height) {
-    rowPtr = baseAddress;
-  } else if (pixelFormat == kRowTableFormat) {
-    rowPtr = rowTable[y];
-  } else {
-    rowPtr = reinterpret_cast<uint32_t*>(reinterpret_cast<unsigned char*>(baseAddress) +
-                                         static_cast<ptrdiff_t>(y) * bytesPerRow);
-  }
+  rowPtr = y >= height ? baseAddress : Row(y);
 }
 
 bool PictureEditor::GetPictureEditor(REALpicture source, bool allowCopyFlag, bool forWriting) {

@@ -7,6 +7,7 @@
 // the editor over a new picture that is handed back as an operation's result.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "frame/host_interface.h"
@@ -38,6 +39,12 @@ class PictureEditor {
   void NextRow() { AdvanceRows(1); }
   // As many row steps at once.
   void AdvanceRows(int32_t rows);
+  // The first pixel of row `row` (0 <= row < height), by the row table or the stride.
+  uint32_t* Row(int32_t row) const {
+    if (pixelFormat == kRowTableFormat) return rowTable[row];
+    return reinterpret_cast<uint32_t*>(reinterpret_cast<unsigned char*>(baseAddress) +
+                                       static_cast<ptrdiff_t>(row) * bytesPerRow);
+  }
 
   int32_t bytesPerRow = 0;
   int32_t width = 0;
