@@ -2,7 +2,9 @@
 # Each installs whatever Debian package is missing, then configures and builds
 # with CMake and Ninja.
 JOBS ?= $(shell nproc)
-CMAKE_FLAGS = -G Ninja -Wno-dev
+# CI treats every warning as an error.
+WERROR ?= $(if $(CI),ON,OFF)
+CMAKE_FLAGS = -G Ninja -Wno-dev -DPICTURE_WERROR=$(WERROR)
 
 .PHONY: all deps build build-asan test demo bench clean
 
@@ -16,7 +18,7 @@ build: deps
 	@cmake --build build -j $(JOBS)
 
 build-asan: deps
-	@cmake -S . -B build-asan $(CMAKE_FLAGS) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DPICTURE_SANITIZE=ON >/dev/null
+	@cmake -S . -B build-asan $(CMAKE_FLAGS) -DCMAKE_BUILD_TYPE=Sanitize -DPICTURE_SANITIZE=ON >/dev/null
 	@cmake --build build-asan -j $(JOBS)
 
 # The whole suite twice: optimised, then under AddressSanitizer and

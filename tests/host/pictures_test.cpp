@@ -131,21 +131,22 @@ const uint8_t* FirstRow(Host& h, Ref& picture, const PictureSpec& shape) {
 }
 
 // Where the last word of the object lies, and the value there.
-struct GuardCase { const char* what; HostKind kind; const uint8_t* (*last_word)(Host&, Ref&); uint32_t value; };
+struct GuardCase { const char* name; HostKind kind; const uint8_t* (*last_word)(Host&, Ref&); uint32_t value; };
 
 const GuardCase kGuards[] = {
-    {"the last bitmap row, padded", HostKind::kDesktop,
+    {"PaddedBitmapRow", HostKind::kDesktop,
      [](Host& h, Ref& p) { return FirstRow(h, p, {.width = 5, .height = 4, .rowPadding = 12}) + 3 * 32 + 4 * 4; },
      0xFFFFFFFFu},
-    {"a row-table row, not the last", HostKind::kConsole,
+    {"RowTableRow", HostKind::kConsole,
      [](Host& h, Ref& p) { return FirstRow(h, p, {7, 3}) + 6 * 4; }, 0x00FFFFFFu},
-    {"a memory block", HostKind::kDesktop,
+    {"MemoryBlock", HostKind::kDesktop,
      [](Host& h, Ref& block) {
        block = h.NewMemoryBlock(64);
        return static_cast<const uint8_t*>(HOST_ENTRY(h, memoryBlockGetPtr)(block.block())) + 60;
      },
      0u},
 };
+void PrintTo(const GuardCase& g, std::ostream* os) { *os << g.name; }
 
 // Reads through a volatile pointer so that the compiler keeps the read.
 uint32_t read_word(const uint8_t* at) { return *reinterpret_cast<const volatile uint32_t*>(at); }
@@ -156,10 +157,10 @@ TEST_P(GuardPagesDeathTest, OneWordPastTheEndCrashes) {
   StartHostWithout({.kind = GetParam().kind});
   Ref object;
   const uint8_t* last = GetParam().last_word(host(), object);
-  EXPECT_EQ(read_word(last), GetParam().value) << GetParam().what;
-  EXPECT_DEATH(read_word(last + 4), "") << GetParam().what;
+  EXPECT_EQ(read_word(last), GetParam().value) << GetParam().name;
+  EXPECT_DEATH(read_word(last + 4), "") << GetParam().name;
 }
 
-INSTANTIATE_TEST_SUITE_P(Guards, GuardPagesDeathTest, ::testing::ValuesIn(kGuards));
+INSTANTIATE_TEST_SUITE_P(Guards, GuardPagesDeathTest, ::testing::ValuesIn(kGuards), ByName());
 
 }  // namespace

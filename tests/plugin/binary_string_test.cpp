@@ -48,8 +48,7 @@ TEST_P(BinaryStringTest, BytesAndOpaqueRoundTrip) {
   EXPECT_EQ(pixels_of(h, made), opaque);
 }
 
-INSTANTIATE_TEST_SUITE_P(AllLendings, BinaryStringTest, ::testing::ValuesIn(kLendings),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(AllLendings, BinaryStringTest, ::testing::ValuesIn(kLendings), ByName());
 
 class BinaryStringCases : public PluginTest {};
 

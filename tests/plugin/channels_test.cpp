@@ -53,8 +53,7 @@ TEST_P(ChannelsTest, EveryOperationFollowsItsRule) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(AllLendings, ChannelsTest, ::testing::ValuesIn(kLendings),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(AllLendings, ChannelsTest, ::testing::ValuesIn(kLendings), ByName());
 
 class ChannelsCases : public PluginTest {};
 

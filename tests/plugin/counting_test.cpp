@@ -104,8 +104,9 @@ TEST_P(CountingTest, TransformIntoADestinationOrANewPicture) {
     EXPECT_EQ(pixels_of(h, narrow.picture()), std::vector<Pixel>(40, kMarker)) << "dest layout " << alphaInfo;
   }
   // Large enough but not writable (a desktop picture without pixels): a new picture.
-  if (GetParam().kind == HostKind::kDesktop)
+  if (GetParam().kind == HostKind::kDesktop) {
     EXPECT_TRUE(result_matches(h, opaque, source.picture(), before, Transform(source, dest(10, 5, true)), mapped));
+  }
   // Tables by size in declared order (0: nil): the first nil among picture, red, green,
   // blue is named; a short table or a source too wide for a new picture gives plain nil.
   const Ref wide = h.NewPicture(sized(32768, 1));
@@ -125,7 +126,6 @@ TEST_P(CountingTest, TransformIntoADestinationOrANewPicture) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(AllLendings, CountingTest, ::testing::ValuesIn(kLendings),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(AllLendings, CountingTest, ::testing::ValuesIn(kLendings), ByName());
 
 }  // namespace

@@ -141,7 +141,6 @@ TEST_P(ExtractTest, ReplaceAndExtractMatchTheirRule) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(AllLendings, ExtractTest, ::testing::ValuesIn(kLendings),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(AllLendings, ExtractTest, ::testing::ValuesIn(kLendings), ByName());
 
 }  // namespace

@@ -62,8 +62,7 @@ TEST_P(InvertTest, WholePicturesAndClippedRectangles) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(AllLendings, InvertTest, ::testing::ValuesIn(kLendings),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(AllLendings, InvertTest, ::testing::ValuesIn(kLendings), ByName());
 
 class InvertCases : public PluginTest {};
 

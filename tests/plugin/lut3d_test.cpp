@@ -115,7 +115,6 @@ TEST_P(Lut3DTest, MatchesTheReferenceInEveryRange) {
                     [](Pixel p) { return tetrahedral(p, random_node); });
 }
 
-INSTANTIATE_TEST_SUITE_P(AllLendings, Lut3DTest, ::testing::ValuesIn(kLendings),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(AllLendings, Lut3DTest, ::testing::ValuesIn(kLendings), ByName());
 
 }  // namespace

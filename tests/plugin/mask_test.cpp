@@ -56,8 +56,7 @@ TEST_P(MaskTest, GetterAndSetterOverEveryLayout) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(AllLendings, MaskTest, ::testing::ValuesIn(kLendings),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(AllLendings, MaskTest, ::testing::ValuesIn(kLendings), ByName());
 
 class MaskCases : public PluginTest {};
 

@@ -30,6 +30,7 @@ struct Lending {
   uint32_t newPictureAlphaInfo = 5;
   uint32_t alphaPictureAlphaInfo = 1;
 };
+inline void PrintTo(const Lending& l, std::ostream* os) { *os << l.name; }
 
 inline const Lending kLendings[] = {
     {"Rgba1", HostKind::kDesktop, 1},

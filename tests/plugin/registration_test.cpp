@@ -26,6 +26,7 @@ struct Band {
   bool modules;    // extension and globals registered as modules
   bool hostFlags;  // 0x40000 becomes 4 (and 0x80000 8)
 };
+void PrintTo(const Band& b, std::ostream* os) { *os << b.name; }
 
 const Band kBands[] = {
     {"NoVersion", std::nullopt, 9, false, false}, {"V2009", 2009.0, 9, false, false},
@@ -78,8 +79,6 @@ class BandTest : public PluginTest, public ::testing::WithParamInterface<Band> {
  protected:
   HostConfig Config() const { return HostConfig{.version = GetParam().version}; }
 };
-
-std::string band_name(const ::testing::TestParamInfo<Band>& info) { return info.param.name; }
 
 class TableFixtureBands : public BandTest {};
 
@@ -153,7 +152,7 @@ TEST_P(TableFixtureBands, RegistersTheCompleteTablesAdaptedToTheHost) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(AllHosts, TableFixtureBands, ::testing::ValuesIn(kBands), band_name);
+INSTANTIATE_TEST_SUITE_P(AllHosts, TableFixtureBands, ::testing::ValuesIn(kBands), ByName());
 
 class RealPluginBands : public BandTest {};
 
@@ -188,7 +187,7 @@ TEST_P(RealPluginBands, RegistersItsMethodsAsTheTableListsThem) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(AllHosts, RealPluginBands, ::testing::ValuesIn(kBands), band_name);
+INSTANTIATE_TEST_SUITE_P(AllHosts, RealPluginBands, ::testing::ValuesIn(kBands), ByName());
 
 class RegistrationTest : public PluginTest {};
 

@@ -97,6 +97,7 @@ Grid reference(const std::vector<double>& v, const Params& p) {
 const struct NewPictures { const char* name; testhost::HostConfig config; } kHosts[] = {
     {"Desktop5", {.newPictureAlphaInfo = 5}}, {"Desktop6", {.newPictureAlphaInfo = 6}},
     {"Console", {.kind = testhost::HostKind::kConsole}}, {"Web", {.kind = testhost::HostKind::kWeb}}};
+void PrintTo(const NewPictures& n, std::ostream* os) { *os << n.name; }
 
 class RenderTest : public PluginTest, public ::testing::WithParamInterface<NewPictures> {};
 
@@ -184,7 +185,6 @@ TEST_P(RenderTest, SizesAndRefusals) {
             "NilObjectException: memoryblock is nil");
 }
 
-INSTANTIATE_TEST_SUITE_P(NewPictureLayouts, RenderTest, ::testing::ValuesIn(kHosts),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(NewPictureLayouts, RenderTest, ::testing::ValuesIn(kHosts), ByName());
 
 }  // namespace

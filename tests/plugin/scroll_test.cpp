@@ -85,8 +85,7 @@ TEST_P(ScrollTest, MovesPictureAndMaskLikeTheReference) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(AllLendings, ScrollTest, ::testing::ValuesIn(kLendings),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(AllLendings, ScrollTest, ::testing::ValuesIn(kLendings), ByName());
 
 class ScrollCases : public PluginTest {};
 

@@ -57,8 +57,7 @@ TEST_F(SepiaTest, WorkedExamples) {
 
 TEST_P(SepiaTest, MatchesTheReferenceInEveryRange) { check_reference(StartHost(config_for(GetParam())), GetParam()); }
 
-INSTANTIATE_TEST_SUITE_P(AllLendings, SepiaTest, ::testing::ValuesIn(kLendings),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(AllLendings, SepiaTest, ::testing::ValuesIn(kLendings), ByName());
 
 // The real records' rounded sizes, the default weights, and every property
 // reaching the field Run reads, in the version-9 layout.

@@ -128,7 +128,6 @@ TEST_P(ToneTest, EveryFormGivesItsWorkedValuesAndFormula) {
         << std::hex << grey << " " << sepia;
 }
 
-INSTANTIATE_TEST_SUITE_P(AllLendings, ToneTest, ::testing::ValuesIn(kLendings),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(AllLendings, ToneTest, ::testing::ValuesIn(kLendings), ByName());
 
 }  // namespace

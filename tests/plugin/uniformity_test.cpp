@@ -90,7 +90,6 @@ TEST_P(UniformityTest, WorkedCases) {
     EXPECT_EQ(result_of(h.CallMethod(nullptr, method, {})), 0.0) << method;
 }
 
-INSTANTIATE_TEST_SUITE_P(AllLendings, UniformityTest, ::testing::ValuesIn(kLendings),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(AllLendings, UniformityTest, ::testing::ValuesIn(kLendings), ByName());
 
 }  // namespace

@@ -19,6 +19,15 @@
 // An entry point as the plug-in gets it from its resolver (null when the host lacks it).
 #define HOST_ENTRY(host, name) reinterpret_cast<host_abi::sig::name*>((host).Resolve(#name))
 
+// Names a parametrised test by its parameter's `name`, so that ctest lists
+// Suite.Test/Desktop5 and `ctest -R` can pick it.
+struct ByName {
+  template <class Param>
+  std::string operator()(const ::testing::TestParamInfo<Param>& info) const {
+    return info.param.name;
+  }
+};
+
 class HostTest : public ::testing::Test {
  protected:
   // Makes a host with `config`, current, and loads the built plug-in into it;
