@@ -74,9 +74,9 @@ Table::~Table() {
   std::free(to_);
 }
 
-bool Table::wanted(const Spec& spec) const {
-  return options_.filter.empty() || spec.operation.find(options_.filter) != std::string::npos ||
-         spec.note.find(options_.filter) != std::string::npos;
+bool Table::wanted(const Label& label) const {
+  return options_.filter.empty() || label.operation.find(options_.filter) != std::string::npos ||
+         label.note.find(options_.filter) != std::string::npos;
 }
 
 double Table::copy_once(double bytes) {
@@ -94,10 +94,10 @@ double Table::copy_once(double bytes) {
   return seconds_of([&] { std::memcpy(to_, from_, size); });
 }
 
-void Table::add(Spec spec, const Work& work) {
-  if (!wanted(spec)) return;
-  Row row{std::move(spec)};
-  std::fprintf(stderr, "  %-10s %s %s\n", row.spec.layout.c_str(), row.spec.operation.c_str(), row.spec.note.c_str());
+void Table::add(Label label, const Work& work) {
+  if (!wanted(label)) return;
+  Row row{std::move(label)};
+  std::fprintf(stderr, "  %-10s %s %s\n", row.label.layout.c_str(), row.label.operation.c_str(), row.label.note.c_str());
   try {
     // The first call warms caches and the host's picture pool, and is the one checked.
     work.run();
@@ -111,7 +111,7 @@ void Table::add(Spec spec, const Work& work) {
       const double once = seconds_of(work.run);
       work.release();
       row.seconds = std::min(row.seconds, once);
-      row.copy_seconds = std::min(row.copy_seconds, copy_once(row.spec.copy_bytes));
+      row.copy_seconds = std::min(row.copy_seconds, copy_once(row.label.copy_bytes));
       if (work.peer) row.peer_seconds = std::min(row.peer_seconds, seconds_of(work.peer));
       if (work.host_share) row.host_seconds = std::min(row.host_seconds, work.host_share());
       spent += once;
@@ -131,9 +131,9 @@ void Table::add(Spec spec, const Work& work) {
   rows_.push_back(std::move(row));
 }
 
-void Table::fail(Spec spec, std::string problem) {
-  if (!wanted(spec)) return;
-  rows_.push_back(Row{std::move(spec), 0, 0, 0, 0, 0, std::move(problem)});
+void Table::fail(Label label, std::string problem) {
+  if (!wanted(label)) return;
+  rows_.push_back(Row{std::move(label), 0, 0, 0, 0, 0, std::move(problem)});
 }
 
 int Table::print(std::FILE* out) const {
@@ -146,7 +146,7 @@ int Table::print(std::FILE* out) const {
   int failed = 0;
   std::map<std::string, std::pair<int, int>> met;  // per layout: targets met, targets
   for (const Row& row : rows_) {
-    const Spec& s = row.spec;
+    const Label& s = row.label;
     const bool measured = row.runs > 0;
     const double ms = row.seconds * 1e3;
     const double vs_copy = row.seconds / row.copy_seconds;

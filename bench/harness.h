@@ -44,7 +44,8 @@ struct Target {
 };
 inline Target vs_memcpy(double limit) { return {Goal::kMemcpy, limit}; }
 
-struct Spec {
+// What a row shows beside its figures, and what they are held against.
+struct Label {
   std::string layout;     // "desktop 5", "console 8"
   std::string operation;  // the host declaration
   std::string note;       // the arguments or the case
@@ -64,17 +65,17 @@ class Table {
   Table& operator=(const Table&) = delete;
 
   const Options& options() const { return options_; }
-  bool wanted(const Spec& spec) const;
+  bool wanted(const Label& label) const;
   // Measures `work` now and keeps the row.
-  void add(Spec spec, const Work& work);
+  void add(Label label, const Work& work);
   // A row with no measurement, for something that could not be set up.
-  void fail(Spec spec, std::string problem);
+  void fail(Label label, std::string problem);
   // Prints the table, the load and a summary; the count of failed or mismatched rows.
   int print(std::FILE* out) const;
 
  private:
   struct Row {
-    Spec spec;
+    Label label;
     double seconds = 0, copy_seconds = 0, peer_seconds = 0, host_seconds = 0;
     int runs = 0;
     std::string problem;

@@ -50,34 +50,34 @@ struct Inputs {
 // A peer whose output matrix is made on its first run and reused after.
 std::shared_ptr<cv::Mat> output() { return std::make_shared<cv::Mat>(); }
 
-void add_call(Stage& s, const Spec& spec, std::function<CallResult()> call, Accept accept = gave_object) {
-  if (!s.table().wanted(spec)) return;
-  const Called c = calling(spec.operation, std::move(call), std::move(accept));
-  s.table().add(spec, c.work);
+void add_call(Stage& s, const Label& label, std::function<CallResult()> call, Accept accept = gave_object) {
+  if (!s.table().wanted(label)) return;
+  const Called c = calling(label.operation, std::move(call), std::move(accept));
+  s.table().add(label, c.work);
 }
 
 // A method on `self` whose picture result must hold the same colours as the peer's `out`.
-void add_compared(Stage& s, const Spec& spec, std::function<CallResult()> call, std::function<void()> peer,
+void add_compared(Stage& s, const Label& label, std::function<CallResult()> call, std::function<void()> peer,
                   std::shared_ptr<cv::Mat> out) {
-  if (!s.table().wanted(spec)) return;
-  Called c = calling(spec.operation, std::move(call));
+  if (!s.table().wanted(label)) return;
+  Called c = calling(label.operation, std::move(call));
   c.work.peer = std::move(peer);
   c.work.check = [&s, result = c.result, out] {
     return compare_colours(s.layout(), matrix_of(s.host(), picture_of(*result)), *out);
   };
-  s.table().add(spec, c.work);
+  s.table().add(label, c.work);
 }
 
 void baseline_rows(Stage& s) {
   Table& t = s.table();
-  Spec copy = s.spec("memcpy of the picture", "", 2, {});
+  Label copy = s.label("memcpy of the picture", "", 2, {});
   if (t.wanted(copy)) {
     std::vector<uint8_t> from(static_cast<size_t>(copy.copy_bytes), 1), to(from.size());
     t.add(copy, Work{.run = [&] { std::memcpy(to.data(), from.data(), from.size()); }});
-    t.add(s.spec("copy with non-temporal stores", "", 2, {}),
+    t.add(s.label("copy with non-temporal stores", "", 2, {}),
           Work{.run = [&] { stream_copy(to.data(), from.data(), from.size()); }});
   }
-  Spec fresh = s.spec("host: a new picture, allocated and filled", "outside every other row", 1, {});
+  Label fresh = s.label("host: a new picture, allocated and filled", "outside every other row", 1, {});
   if (t.wanted(fresh)) {
     auto made = std::make_shared<Ref>();
     const int32_t side = s.side(), layout = s.layout();
@@ -97,14 +97,14 @@ void map_rows(Stage& s, const Inputs& in) {
   };
 
   auto inverted = output();
-  add_compared(s, s.spec(s.declaration("InvertZRK", 0), "", 2, kMap, "bitwise_not"), method(random, "InvertZRK", {}),
+  add_compared(s, s.label(s.declaration("InvertZRK", 0), "", 2, kMap, "bitwise_not"), method(random, "InvertZRK", {}),
                [&in, inverted] { cv::bitwise_not(in.m_random, *inverted); }, inverted);
   const Ref& mixed = s.picture("half grey", half_grey(4));
-  add_call(s, s.spec(s.declaration("InvertGrayZRK", 0), "half the pixels grey", 2, kMap), method(mixed, "InvertGrayZRK", {}));
+  add_call(s, s.label(s.declaration("InvertGrayZRK", 0), "half the pixels grey", 2, kMap), method(mixed, "InvertGrayZRK", {}));
   const int64_t found = h.Color(mixed.picture(), 0, 0);
-  add_call(s, s.spec(s.declaration("ReplaceColorZRK", 2), "", 2, kMap),
+  add_call(s, s.label(s.declaration("ReplaceColorZRK", 2), "", 2, kMap),
            method(mixed, "ReplaceColorZRK", {found, int64_t{0x00FF00}}));
-  add_call(s, s.spec(s.declaration("ExtractColorZRK", 3), "", 2, kMap),
+  add_call(s, s.label(s.declaration("ExtractColorZRK", 3), "", 2, kMap),
            method(mixed, "ExtractColorZRK", {found, int64_t{0x00FF00}, int64_t{0x000080}}));
 
   // Channels: each result channel from the picture named for it, the rest from the first.
@@ -113,7 +113,7 @@ void map_rows(Stage& s, const Inputs& in) {
   for (int i = 0; i < 3; ++i) {
     auto out = output();
     const int replaced = kReplaced[i];
-    add_compared(s, s.spec(s.declaration(kReplace[i], 1), "", 3, kMap, "split x2, merge"),
+    add_compared(s, s.label(s.declaration(kReplace[i], 1), "", 3, kMap, "split x2, merge"),
                  method(random, kReplace[i], {in.random2}),
                  [&in, out, replaced, planes = std::make_shared<std::vector<cv::Mat>[]>(2)] {
                    cv::split(in.m_random, planes[0]);
@@ -125,7 +125,7 @@ void map_rows(Stage& s, const Inputs& in) {
                  out);
   }
   auto combined = output();
-  add_compared(s, s.spec(s.declaration("CombinePicturesZRK", 3), "", 4, kMap, "split x3, merge"),
+  add_compared(s, s.label(s.declaration("CombinePicturesZRK", 3), "", 4, kMap, "split x3, merge"),
                [&h, &in] { return h.Call("CombinePicturesZRK", {in.random, in.random2, in.random3}); },
                [&in, combined, ch, planes = std::make_shared<std::vector<cv::Mat>[]>(3)] {
                  // Declared red, blue, green: blue from the second picture, green from the third.
@@ -139,14 +139,14 @@ void map_rows(Stage& s, const Inputs& in) {
                },
                combined);
   auto brighter = output();
-  add_compared(s, s.spec(s.declaration("MergePictureZRK", 2), "", 3, kMap, "max"),
+  add_compared(s, s.label(s.declaration("MergePictureZRK", 2), "", 3, kMap, "max"),
                [&h, &in] { return h.Call("MergePictureZRK", {in.random, in.random2}); },
                [&in, brighter] { cv::max(in.m_random, in.m_random2, *brighter); }, brighter);
 
-  add_call(s, s.spec(s.declaration("EmbeddedMaskZRK", 1), "read", 2, kMap), method(random, "EmbeddedMaskZRK", {false}));
+  add_call(s, s.label(s.declaration("EmbeddedMaskZRK", 1), "read", 2, kMap), method(random, "EmbeddedMaskZRK", {false}));
   const Ref& target = s.picture("mask target", noise(7));
   const Ref& mask = s.picture("grey", [grey = noise(5)](int32_t x, int32_t y) { return (grey(x, y) & 0xFF) * 0x010101u; });
-  add_call(s, s.spec(s.declaration("EmbeddedMaskZRK", 2), "assigned", 3, kMap),
+  add_call(s, s.label(s.declaration("EmbeddedMaskZRK", 2), "assigned", 3, kMap),
            [&h, target, mask] { return h.Assign(target.get(), "EmbeddedMaskZRK", {false}, mask); },
            [](const CallResult&) { return true; });
 }
@@ -166,13 +166,13 @@ void binary_string_rows(Stage& s, const Inputs& in) {
 
   const REALstring made = to_string(in.random.picture());
   if (made == nullptr) {
-    s.table().fail(s.spec(s.declaration("PicturetoBinaryStringZRK", 1), "", 1.75, vs_memcpy(1.2)), "gave nil");
+    s.table().fail(s.label(s.declaration("PicturetoBinaryStringZRK", 1), "", 1.75, vs_memcpy(1.2)), "gave nil");
     return;
   }
   auto bytes = std::make_shared<std::string>(h.StringBytes(made));
   h.ReleaseString(made);
 
-  Spec writing = s.spec(s.declaration("PicturetoBinaryStringZRK", 1), "", 1.75, vs_memcpy(1.2), "mixChannels");
+  Label writing = s.label(s.declaration("PicturetoBinaryStringZRK", 1), "", 1.75, vs_memcpy(1.2), "mixChannels");
   if (s.table().wanted(writing)) {
     auto last = std::make_shared<REALstring>(nullptr);
     auto out = std::make_shared<cv::Mat>(side, side, CV_8UC3);
@@ -198,7 +198,7 @@ void binary_string_rows(Stage& s, const Inputs& in) {
     s.table().add(writing, w);
   }
 
-  Spec reading = s.spec(s.declaration("BinaryStringtoPictureZRK", 1), "", 1.75, kMap, "mixChannels");
+  Label reading = s.label(s.declaration("BinaryStringtoPictureZRK", 1), "", 1.75, kMap, "mixChannels");
   if (s.table().wanted(reading)) {
     auto string = std::make_shared<REALstring>(h.NewString(*bytes, host_abi::kEncodingUnknown));
     auto last = std::make_shared<Ref>();
@@ -248,11 +248,11 @@ void tone_rows(Stage& s, const Inputs& in) {
     std::vector<Value> args(tone.args.begin(), tone.args.end());
     std::string note;
     for (double a : tone.args) note += (note.empty() ? "" : ", ") + cv::format("%g", a);
-    Spec spec = s.spec(s.declaration(tone.name, args.size()), note, 2, kTone, "convertTo");
-    if (!s.table().wanted(spec)) continue;
-    Called c = calling(spec.operation, [&h, &in, name = tone.name, args] { return h.CallMethod(in.random.get(), name, args); });
+    Label label = s.label(s.declaration(tone.name, args.size()), note, 2, kTone, "convertTo");
+    if (!s.table().wanted(label)) continue;
+    Called c = calling(label.operation, [&h, &in, name = tone.name, args] { return h.CallMethod(in.random.get(), name, args); });
     c.work.peer = [&in, out = output()] { in.m_random.convertTo(*out, -1, 1.2, 10); };
-    s.table().add(spec, c.work);
+    s.table().add(label, c.work);
   }
 }
 
@@ -278,43 +278,43 @@ void colour_rows(Stage& s, const Inputs& in) {
     entry[ch.r] = tables[0][i], entry[ch.g] = tables[1][i], entry[ch.b] = tables[2][i], entry[ch.a] = 255;
   }
   auto mapped = output();
-  add_compared(s, s.spec(s.declaration("TransformColorsZRK", 4), "random tables", 2, kTone, "LUT"),
+  add_compared(s, s.label(s.declaration("TransformColorsZRK", 4), "random tables", 2, kTone, "LUT"),
                [&h, &in, red, blue, green] {
                  return h.CallMethod(in.random.get(), "TransformColorsZRK", {red, blue, green, Value{}});
                },
                [&in, lut, mapped] { cv::LUT(in.m_random, *lut, *mapped); }, mapped);
 
   {
-    Spec spec = s.spec(s.declaration("ChangeSaturationZRK", 1), "60", 2, kColour, "cvtColor HSV, multiply, back");
-    Called c = calling(spec.operation, [&h, &in] { return h.CallMethod(in.random.get(), "ChangeSaturationZRK", {int64_t{60}}); });
+    Label label = s.label(s.declaration("ChangeSaturationZRK", 1), "60", 2, kColour, "cvtColor HSV, multiply, back");
+    Called c = calling(label.operation, [&h, &in] { return h.CallMethod(in.random.get(), "ChangeSaturationZRK", {int64_t{60}}); });
     c.work.peer = [&in, hsv = output(), out = output()] {
       cv::cvtColor(in.m_random, *hsv, cv::COLOR_RGB2HSV);
       cv::multiply(*hsv, cv::Scalar(1, 1.2, 1), *hsv);
       cv::cvtColor(*hsv, *out, cv::COLOR_HSV2RGB, 4);
     };
-    if (s.table().wanted(spec)) s.table().add(spec, c.work);
+    if (s.table().wanted(label)) s.table().add(label, c.work);
   }
   // Tint and sepia are rank-one colour matrices (a grey, then a colour times it or plus an offset).
   const auto transform_peer = [&in](cv::Matx34f m) {
     return [&in, m, out = output()] { cv::transform(in.m_random, *out, m); };
   };
   {
-    Spec spec = s.spec(s.declaration("TintPictureZRK", 3), "", 2, kColour, "transform");
-    Called c = calling(spec.operation, [&h, &in] {
+    Label label = s.label(s.declaration("TintPictureZRK", 3), "", 2, kColour, "transform");
+    Called c = calling(label.operation, [&h, &in] {
       return h.Call("TintPictureZRK", {in.random, int64_t{0x4D961D}, int64_t{0xFFE6B4}});
     });
     c.work.peer = transform_peer(cv::Matx34f(0.3f, 0.59f, 0.11f, 0, 0.27f, 0.53f, 0.1f, 0, 0.21f, 0.41f, 0.08f, 0));
-    if (s.table().wanted(spec)) s.table().add(spec, c.work);
+    if (s.table().wanted(label)) s.table().add(label, c.work);
   }
   {
-    Spec spec = s.spec("PictureSepiaZRK.Run as boolean", "SepiaRed 40, SepiaGreen 20, SepiaBlue -20", 2, kColour, "transform");
-    if (s.table().wanted(spec)) {
+    Label label = s.label("PictureSepiaZRK.Run as boolean", "SepiaRed 40, SepiaGreen 20, SepiaBlue -20", 2, kColour, "transform");
+    if (s.table().wanted(label)) {
       const Ref sepia = h.NewInstance("PictureSepiaZRK");
       h.SetProperty(sepia.get(), "SepiaRed", int64_t{40});
       h.SetProperty(sepia.get(), "SepiaGreen", int64_t{20});
       h.SetProperty(sepia.get(), "SepiaBlue", int64_t{-20});
       h.SetProperty(sepia.get(), "SourcePicture", in.random);
-      Called c = calling(spec.operation, [&h, sepia] { return h.CallMethod(sepia.get(), "Run", {}); }, gave(true));
+      Called c = calling(label.operation, [&h, sepia] { return h.CallMethod(sepia.get(), "Run", {}); }, gave(true));
       // Run keeps its result without releasing the one before: Close releases both.
       c.work.release = [&h, &in, sepia, result = c.result] {
         *result = CallResult{};
@@ -322,27 +322,27 @@ void colour_rows(Stage& s, const Inputs& in) {
         h.SetProperty(sepia.get(), "SourcePicture", in.random);
       };
       c.work.peer = transform_peer(cv::Matx34f(0.3f, 0.59f, 0.11f, 40, 0.3f, 0.59f, 0.11f, 20, 0.3f, 0.59f, 0.11f, -20));
-      s.table().add(spec, c.work);
+      s.table().add(label, c.work);
       h.CallMethod(sepia.get(), "Close", {});
     }
   }
   {
-    Spec spec = s.spec("PictureLut3DZRK.Run as boolean", "random table", 2, {Goal::kNsPerPixel, 4});
-    spec.pixels = int64_t{s.side()} * s.side();
-    if (s.table().wanted(spec)) {
+    Label label = s.label("PictureLut3DZRK.Run as boolean", "random table", 2, {Goal::kNsPerPixel, 4});
+    label.pixels = int64_t{s.side()} * s.side();
+    if (s.table().wanted(label)) {
       const Ref lattice = h.NewInstance("PictureLut3DZRK");
       Random node{12};
       for (int64_t i = 0; i < 18 * 18 * 18 * 3; ++i) {
         h.Assign(lattice.get(), "Table", {i / 972, i / 54 % 18, i / 3 % 18, i % 3}, double(node() % 25600) / 100.0);
       }
       h.SetProperty(lattice.get(), "SourcePicture", in.random);
-      Called c = calling(spec.operation, [&h, lattice] { return h.CallMethod(lattice.get(), "Run", {}); }, gave(true));
+      Called c = calling(label.operation, [&h, lattice] { return h.CallMethod(lattice.get(), "Run", {}); }, gave(true));
       c.work.release = [&h, &in, lattice, result = c.result] {
         *result = CallResult{};
         h.CallMethod(lattice.get(), "Close", {});
         h.SetProperty(lattice.get(), "SourcePicture", in.random);
       };
-      s.table().add(spec, c.work);
+      s.table().add(label, c.work);
       h.CallMethod(lattice.get(), "Close", {});
     }
   }
@@ -372,11 +372,11 @@ void scan_rows(Stage& s, const Inputs& in) {
   const Colour grey = [g = noise(5)](int32_t x, int32_t y) { return (g(x, y) & 0xFF) * 0x010101u; };
   for (const Scan& scan : kScans) {
     const Ref& picture = s.picture(scan.picture, scan.level == 0x808080 ? grey : plain(scan.level));
-    add_call(s, s.spec(s.declaration(scan.name, scan.args.size()), scan.note, 1, kScan),
+    add_call(s, s.label(s.declaration(scan.name, scan.args.size()), scan.note, 1, kScan),
              [&h, picture, name = scan.name, args = scan.args] { return h.CallMethod(picture.get(), name, args); },
              gave(true));
   }
-  add_call(s, s.spec(s.declaration("ColornessZRK", 1), "10", 1, kScan),
+  add_call(s, s.label(s.declaration("ColornessZRK", 1), "10", 1, kScan),
            [&h, &in] { return h.CallMethod(in.random.get(), "ColornessZRK", {int64_t{10}}); },
            [](const CallResult& r) { return std::holds_alternative<double>(r.value); });
 
@@ -385,8 +385,8 @@ void scan_rows(Stage& s, const Inputs& in) {
   const cv::Mat& m_mixed = s.matrix("half grey", half_grey(4));
   const uint32_t colour = h.Color(mixed.picture(), 0, 0);
   {
-    Spec spec = s.spec(s.declaration("CountColorZRK", 1), "half the pixels grey", 1, kScan, "inRange, countNonZero");
-    Called c = calling(spec.operation,
+    Label label = s.label(s.declaration("CountColorZRK", 1), "half the pixels grey", 1, kScan, "inRange, countNonZero");
+    Called c = calling(label.operation,
                        [&h, mixed, colour] { return h.CallMethod(mixed.get(), "CountColorZRK", {int64_t{colour}}); },
                        [](const CallResult& r) { return std::holds_alternative<int64_t>(r.value); });
     cv::Scalar low, high;
@@ -402,18 +402,18 @@ void scan_rows(Stage& s, const Inputs& in) {
     c.work.check = [result = c.result, count] {
       return std::get<int64_t>(result->value) == *count ? "" : "count differs from the peer's";
     };
-    if (s.table().wanted(spec)) s.table().add(spec, c.work);
+    if (s.table().wanted(label)) s.table().add(label, c.work);
   }
 
   // CountColorsZRK: three histograms, against calcHist per channel. The blocks add
   // up over the calls; the first call's counts are compared.
   {
-    Spec spec = s.spec(s.declaration("CountColorsZRK", 4), "", 1, kMap, "calcHist x3");
-    if (s.table().wanted(spec)) {
+    Label label = s.label(s.declaration("CountColorsZRK", 4), "", 1, kMap, "calcHist x3");
+    if (s.table().wanted(label)) {
       const Ref first = h.NewMemoryBlock(1024), second = h.NewMemoryBlock(1024), third = h.NewMemoryBlock(1024);
       const int64_t pixels = int64_t{s.side()} * s.side();
       Called c = calling(
-          spec.operation,
+          label.operation,
           [&h, &in, first, second, third] { return h.CallMethod(in.random.get(), "CountColorsZRK", {first, second, third, int64_t{0}}); },
           [pixels](const CallResult& r) { return r.args.size() == 4 && std::get<int64_t>(r.args[3]) == pixels; });
       auto hists = std::make_shared<std::vector<cv::Mat>>(3);
@@ -436,7 +436,7 @@ void scan_rows(Stage& s, const Inputs& in) {
         }
         return std::string();
       };
-      s.table().add(spec, c.work);
+      s.table().add(label, c.work);
     }
   }
   // The coloured areas of an ordinary picture: a few blocks, lines and dots on grey.
@@ -452,7 +452,7 @@ void scan_rows(Stage& s, const Inputs& in) {
                : 0x808080;
   };
   const Ref& few = s.picture("areas", areas);
-  add_call(s, s.spec(s.declaration("ExtractColorRectangleMaskZRK", 0), "a few coloured areas on grey", 2, vs_memcpy(2.0)),
+  add_call(s, s.label(s.declaration("ExtractColorRectangleMaskZRK", 0), "a few coloured areas on grey", 2, vs_memcpy(2.0)),
            [&h, few] { return h.CallMethod(few.get(), "ExtractColorRectangleMaskZRK", {}); });
 }
 
@@ -464,7 +464,7 @@ void scroll_rows(Stage& s) {
     for (const int64_t delta : {d, -d}) {
       const std::string note = std::string(wrap ? "wrap" : "shift") + ", delta " + std::to_string(delta);
       const auto row = [&](const char* name, std::vector<Value> args) {
-        add_call(s, s.spec(s.declaration(name, args.size()), note, 2, kScroll),
+        add_call(s, s.label(s.declaration(name, args.size()), note, 2, kScroll),
                  [&h, picture, name, args] { return h.CallMethod(picture.get(), name, args); }, gave(true));
       };
       row("ScrollVerticalZRK", {delta, wrap, false});
@@ -479,15 +479,15 @@ void find_row(Stage& s, const Inputs& in) {
   Host& h = s.host();
   const int32_t side = s.side(), size = std::min(64, side / 8);
   const int32_t at_x = side - size - 7, at_y = side - size - 5;
-  Spec spec = s.spec(s.declaration("FindPictureZRK", 3), "random haystack, " + std::to_string(size) + "x" +
+  Label label = s.label(s.declaration("FindPictureZRK", 3), "random haystack, " + std::to_string(size) + "x" +
                                                              std::to_string(size) + " pattern near the end",
                      1, {}, "matchTemplate SQDIFF, minMaxLoc");
-  if (!s.table().wanted(spec)) return;
+  if (!s.table().wanted(label)) return;
   const Ref pattern = painted(h, s.layout(), size, size, [&](int32_t x, int32_t y) {
     return h.Color(in.random.picture(), at_x + x, at_y + y);
   });
   auto m_pattern = std::make_shared<cv::Mat>(matrix_of(h, pattern));
-  Called c = calling(spec.operation,
+  Called c = calling(label.operation,
                      [&h, &in, pattern] { return h.CallMethod(in.random.get(), "FindPictureZRK", {pattern, int64_t{0}, int64_t{0}}); },
                      [at_x, at_y](const CallResult& r) {
                        return std::holds_alternative<bool>(r.value) && std::get<bool>(r.value) &&
@@ -501,7 +501,7 @@ void find_row(Stage& s, const Inputs& in) {
   c.work.check = [where, at_x, at_y] {
     return where->x == at_x && where->y == at_y ? "" : "the peer found the pattern elsewhere";
   };
-  s.table().add(spec, c.work);
+  s.table().add(label, c.work);
 }
 
 }  // namespace

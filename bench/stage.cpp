@@ -78,9 +78,9 @@ std::vector<std::string> Stage::finish() {
   return host_->LedgerProblems();
 }
 
-Spec Stage::spec(const std::string& operation, std::string note, double traffic, Target target, std::string peer) {
+Label Stage::label(const std::string& operation, std::string note, double traffic, Target target, std::string peer) {
   const double picture_bytes = 4.0 * side_ * side_;
-  return Spec{name_, operation, std::move(note), traffic * picture_bytes, 0, picture_bytes, std::move(peer), target,
+  return Label{name_, operation, std::move(note), traffic * picture_bytes, 0, picture_bytes, std::move(peer), target,
               layout_ != 8};
 }
 

@@ -43,7 +43,7 @@ class Stage {
   std::vector<std::string> finish();
 
   // A row of this stage: `traffic` pictures' worth of bytes read plus written.
-  Spec spec(const std::string& operation, std::string note, double traffic, Target target, std::string peer = "");
+  Label label(const std::string& operation, std::string note, double traffic, Target target, std::string peer = "");
 
  private:
   Table& table_;

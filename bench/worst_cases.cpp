@@ -21,20 +21,20 @@ using testhost::Ref;
 // sums, so that the peer's least score (16875) tells the same as an exact search.
 void uniform_search(Stage& s, int32_t side, int32_t size, Target target) {
   Host& h = s.host();
-  Spec spec = s.spec(s.declaration("FindPictureZRK", 3),
+  Label label = s.label(s.declaration("FindPictureZRK", 3),
                      "uniform " + std::to_string(side) + "x" + std::to_string(side) + " haystack, " + std::to_string(size) +
                          "x" + std::to_string(size) + " pattern differing in its last pixel",
                      0, target, "matchTemplate SQDIFF, minMaxLoc");
-  spec.copy_bytes = spec.bytes = 4.0 * side * side;
-  spec.pixels = int64_t{side} * side;
-  if (!s.table().wanted(spec)) return;
+  label.copy_bytes = label.bytes = 4.0 * side * side;
+  label.pixels = int64_t{side} * side;
+  if (!s.table().wanted(label)) return;
   const Ref haystack = painted(h, s.layout(), side, side, [](int32_t, int32_t) { return 0x5A5A5Au; });
   const Ref pattern = painted(h, s.layout(), size, size, [size](int32_t x, int32_t y) {
     return x == size - 1 && y == size - 1 ? 0xA5A5A5u : 0x5A5A5Au;
   });
   auto m_haystack = std::make_shared<cv::Mat>(matrix_of(h, haystack));
   auto m_pattern = std::make_shared<cv::Mat>(matrix_of(h, pattern));
-  Called c = calling(spec.operation,
+  Called c = calling(label.operation,
                      [&h, haystack, pattern] { return h.CallMethod(haystack.get(), "FindPictureZRK", {pattern, int64_t{0}, int64_t{0}}); },
                      gave(false));
   auto least = std::make_shared<double>(0);
@@ -43,26 +43,26 @@ void uniform_search(Stage& s, int32_t side, int32_t size, Target target) {
     cv::minMaxLoc(*scores, least.get());
   };
   c.work.check = [least] { return *least > 8000 ? "" : "the peer found the pattern"; };
-  s.table().add(spec, c.work);
+  s.table().add(label, c.work);
 }
 
 void mask_case(Stage& s, const char* note, uint32_t (*colour)(int32_t, int32_t), Target target) {
   Host& h = s.host();
-  const Spec spec = s.spec(s.declaration("ExtractColorRectangleMaskZRK", 0), note, 2, target);
-  if (!s.table().wanted(spec)) return;
+  const Label label = s.label(s.declaration("ExtractColorRectangleMaskZRK", 0), note, 2, target);
+  if (!s.table().wanted(label)) return;
   const Ref picture = painted(h, s.layout(), s.side(), s.side(), colour);
-  const Called c = calling(spec.operation, [&h, picture] { return h.CallMethod(picture.get(), "ExtractColorRectangleMaskZRK", {}); });
-  s.table().add(spec, c.work);
+  const Called c = calling(label.operation, [&h, picture] { return h.CallMethod(picture.get(), "ExtractColorRectangleMaskZRK", {}); });
+  s.table().add(label, c.work);
 }
 
 // About 100 million 16-bit samples (6 per pixel of a side x side picture) folded into 1200 x 300.
 void render_case(Stage& s) {
   Host& h = s.host();
   const int64_t samples = 6 * int64_t{s.side()} * s.side();
-  Spec spec = s.spec(s.declaration("RenderSamplesZRK", 11), std::to_string(samples) + " 16-bit samples into 1200x300, outline 1", 0, {});
-  spec.copy_bytes = spec.bytes = 2.0 * double(samples);
-  spec.pixels = samples;
-  if (!s.table().wanted(spec)) return;
+  Label label = s.label(s.declaration("RenderSamplesZRK", 11), std::to_string(samples) + " 16-bit samples into 1200x300, outline 1", 0, {});
+  label.copy_bytes = label.bytes = 2.0 * double(samples);
+  label.pixels = samples;
+  if (!s.table().wanted(label)) return;
   const Ref block = h.NewMemoryBlock(int32_t(2 * samples));
   auto bytes = h.Bytes(block.block());
   Random r{13};
@@ -75,8 +75,8 @@ void render_case(Stage& s) {
   const std::vector<testhost::Value> args = {block,           samples,         int64_t{4},        int64_t{1200},
                                              int64_t{300},    int64_t{1},      int64_t{0x88B5C4}, int64_t{0x274C5A},
                                              int64_t{0x203F4E}, int64_t{16},   false};
-  const Called c = calling(spec.operation, [&h, args] { return h.Call("RenderSamplesZRK", args); });
-  s.table().add(spec, c.work);
+  const Called c = calling(label.operation, [&h, args] { return h.Call("RenderSamplesZRK", args); });
+  s.table().add(label, c.work);
 }
 
 }  // namespace
