@@ -50,6 +50,7 @@ struct PictureObject : Object {
   bool draw_only = false;
   int32_t format = 5;  // bitmap alpha information 0..7, or kRowTableFormat
   int32_t bytes_per_row = 0;
+  bool pooled = false;               // pixel memory goes back to the host's pool at release
   GuardedBuffer buffer;              // bitmap layouts: all rows
   std::vector<GuardedBuffer> rows;   // row-table layout: one block per row
   std::vector<uint32_t*> row_table;
@@ -155,6 +156,8 @@ struct Host::Impl {
   std::vector<internal::RaisedException> raised;
   std::map<const void*, internal::StringDataRecord> string_data;
   bool tearing_down = false;
+  // HostConfig::picturePool: pixel memory of released pooled pictures, by size.
+  std::multimap<size_t, internal::GuardedBuffer> picture_pool;
 };
 
 namespace internal {
@@ -219,7 +222,7 @@ std::vector<std::string> ledger_problems(const Impl& h);
 
 // ---- pictures (pictures.cpp) ----
 PictureObject* make_picture(Impl& h, const PictureSpec& shape, std::string origin);
-void free_picture_pixels(PictureObject& picture);
+void free_picture_pixels(Impl& h, PictureObject& picture);
 Pixel decode(int32_t format, uint32_t word);
 uint32_t encode(int32_t format, Pixel pixel);
 void picture_constructor(REALobject object, int32_t width, int32_t height);

@@ -52,7 +52,7 @@ void destroy(Impl& h, Object* object) {
       if (picture->locks > 0) {
         fault(h, "released while its description is locked: " + describe(*object));
       } else {
-        free_picture_pixels(*picture);
+        free_picture_pixels(h, *picture);
       }
       if (auto* mask = std::exchange(picture->mask, nullptr)) release_object(h, mask);
       break;

@@ -45,19 +45,37 @@ bool valid_size(int32_t width, int32_t height) {
   return width >= 1 && height >= 1 && int64_t{width} * height <= kMaxPixels;
 }
 
+// Pixel memory of `size` bytes for `picture`: fresh and zero-filled, or for a
+// pooled picture the memory of a released one of the same size where there is one.
+GuardedBuffer pixel_memory(Impl& h, const PictureObject& picture, size_t size) {
+  if (picture.pooled) {
+    if (const auto it = h.picture_pool.find(size); it != h.picture_pool.end()) {
+      GuardedBuffer memory = std::move(it->second);
+      h.picture_pool.erase(it);
+      return memory;
+    }
+  }
+  return GuardedBuffer(size, h.config.guardPages);
+}
+
+// What a picture made for the plug-in is filled with: `word`, or nothing for a
+// pooled picture, whose pixels keep what the last picture left.
+std::optional<uint32_t> fill_unless_pooled(const PictureObject& picture, uint32_t word) {
+  return picture.pooled ? std::nullopt : std::optional(word);
+}
+
 // Pixel memory for `format` (a bitmap layout or the row table), every word `fill`.
 void allocate_pixels(Impl& h, PictureObject& picture, int32_t format, int32_t width, int32_t height, int32_t padding,
-                     uint32_t bits_per_pixel, uint32_t fill) {
+                     uint32_t bits_per_pixel, std::optional<uint32_t> fill) {
   picture.constructed = true;
   picture.format = format;
   picture.width = width;
   picture.height = height;
-  const bool guarded = h.config.guardPages;
   if (format == kRowTableFormat) {
     picture.bytes_per_row = width * 4;
     picture.rows.reserve(static_cast<size_t>(height));
     for (int32_t y = 0; y < height; ++y) {
-      picture.rows.emplace_back(static_cast<size_t>(width) * 4, guarded);
+      picture.rows.push_back(pixel_memory(h, picture, static_cast<size_t>(width) * 4));
       picture.row_table.push_back(reinterpret_cast<uint32_t*>(picture.rows.back().data()));
     }
     picture.row_image = REALrowTableImage{nullptr, picture.row_table.data(), &picture};
@@ -66,7 +84,7 @@ void allocate_pixels(Impl& h, PictureObject& picture, int32_t format, int32_t wi
     // The last row has no padding: its last pixel ends at the guard page.
     const size_t size = static_cast<size_t>(picture.bytes_per_row) * static_cast<size_t>(height - 1) +
                         static_cast<size_t>(width) * 4;
-    picture.buffer = GuardedBuffer(size, guarded);
+    picture.buffer = pixel_memory(h, picture, size);
     if (padding > 0) {
       for (int32_t y = 0; y + 1 < height; ++y) std::memset(picture.row(y) + width * 4, kPaddingByte, static_cast<size_t>(padding));
     }
@@ -78,8 +96,9 @@ void allocate_pixels(Impl& h, PictureObject& picture, int32_t format, int32_t wi
                                     static_cast<uint32_t>(format)};
     h.contexts[&picture.context] = &picture;
   }
+  if (!fill) return;
   for (int32_t y = 0; y < height; ++y) {
-    for (int32_t x = 0; x < width; ++x) picture.set_word(x, y, fill);
+    for (int32_t x = 0; x < width; ++x) picture.set_word(x, y, *fill);
   }
 }
 
@@ -103,8 +122,9 @@ REALpicture newPicture(int32_t width, int32_t height, int32_t /*depth*/) {
   Impl& h = enter("newPicture");
   if (!valid_size(width, height)) return nullptr;
   auto picture = std::make_unique<PictureObject>();
+  picture->pooled = h.config.picturePool;
   const int32_t format = host_format(h, h.config.newPictureAlphaInfo);
-  allocate_pixels(h, *picture, format, width, height, 0, 32, opaque_word(format, 0xFFFFFF));
+  allocate_pixels(h, *picture, format, width, height, 0, 32, fill_unless_pooled(*picture, opaque_word(format, 0xFFFFFF)));
   return as_handle(adopt_new(h, std::move(picture), "newPicture " + size_text(width, height) + ", " + context_of(h)));
 }
 
@@ -317,7 +337,11 @@ PictureObject* make_picture(Impl& h, const PictureSpec& shape, std::string origi
   return made;
 }
 
-void free_picture_pixels(PictureObject& picture) {
+void free_picture_pixels(Impl& h, PictureObject& picture) {
+  if (picture.pooled) {
+    if (picture.buffer) h.picture_pool.emplace(picture.buffer.size(), std::move(picture.buffer));
+    for (GuardedBuffer& row : picture.rows) h.picture_pool.emplace(row.size(), std::move(row));
+  }
   picture.buffer.reset();
   picture.rows.clear();
   picture.row_table.clear();
@@ -334,7 +358,9 @@ void picture_constructor(REALobject object, int32_t width, int32_t height) {
   }
   // Fully transparent: all bytes 0 in a bitmap context, transparency 127 in a row table.
   const int32_t format = host_format(h, h.config.alphaPictureAlphaInfo);
-  allocate_pixels(h, *picture, format, width, height, 0, 32, format == kRowTableFormat ? 0x7F000000u : 0u);
+  picture->pooled = h.config.picturePool;
+  allocate_pixels(h, *picture, format, width, height, 0, 32,
+                  fill_unless_pooled(*picture, format == kRowTableFormat ? 0x7F000000u : 0u));
   picture->has_alpha = true;
   picture->origin += ", constructed " + size_text(width, height);
 }

@@ -39,6 +39,11 @@ struct HostConfig {
   uint32_t alphaPictureAlphaInfo = 1;
   // Pixel rows, memory blocks and string data end at an inaccessible page.
   bool guardPages = true;
+  // For benchmarks: "newPicture" and the Picture constructor take their pixel memory
+  // from the memory of pictures they made before and since released, unfilled (the
+  // pixels hold whatever the last picture left), so that timing a call measures the
+  // plug-in's pass and not the page faults of a fresh allocation.
+  bool picturePool = false;
 };
 
 // One pixel word by the roles of its bytes. Bitmap layouts (alpha information 0..7):

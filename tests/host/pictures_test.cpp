@@ -84,6 +84,30 @@ TEST_F(Pictures, PictureFromBufferCopiesThePixels) {
   EXPECT_TRUE(build(2, 2, 1, buffer, 4) == nullptr && build(0, 2, 1, buffer, 12) == nullptr);  // short rows, no width
 }
 
+// Benchmark mode: a picture that newPicture makes takes the memory of one it made
+// before and the test released, unfilled; a test's own picture never joins the pool.
+TEST_F(Pictures, PoolHandsBackReleasedMemoryUnfilled) {
+  for (const HostKind kind : {HostKind::kDesktop, HostKind::kConsole}) {
+    for (const bool pool : {false, true}) {
+      StartHostWithout({.kind = kind, .picturePool = pool});
+      const auto made = [&](int32_t width, int32_t height) {
+        return Ref::Adopt(reinterpret_cast<REALobject>(HOST_ENTRY(host(), newPicture)(width, height, 32)));
+      };
+      const auto colour = [&](const Ref& p) { return host().Color(p.picture(), 1, 1); };
+      Ref own = host().NewPicture(PictureSpec{3, 2});
+      host().SetPixel(own.picture(), 1, 1, {1, 2, 3, 0});
+      own = Ref();
+      Ref first = made(3, 2);
+      EXPECT_EQ(colour(first), pool ? 0u : 0xFFFFFFu) << pool;  // fresh memory either way
+      host().SetPixel(first.picture(), 1, 1, {4, 5, 6, 0});
+      first = Ref();
+      EXPECT_EQ(colour(made(3, 2)), pool ? 0x040506u : 0xFFFFFFu) << pool;
+      EXPECT_EQ(colour(made(4, 2)), pool ? 0u : 0xFFFFFFu) << pool;  // no memory of that size yet
+      for (const auto& problem : host().LedgerProblems()) ADD_FAILURE() << problem;
+    }
+  }
+}
+
 // `provoke` returns what stays alive while the ledger is read.
 struct FaultCase { const char* what; Ref (*provoke)(Host&); std::vector<std::string> expected; };
 
