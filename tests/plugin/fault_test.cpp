@@ -413,4 +413,48 @@ TEST_P(HostFaultTest, EveryFallibleHostCallFailsCleanly) {
 INSTANTIATE_TEST_SUITE_P(Lendings, HostFaultTest, ::testing::ValuesIn(kFaultLendings),
                          [](const auto& info) { return std::string(info.param.name); });
 
+// The plug-in's own allocations, in the test build with the allocation hook.
+class AllocationFaultTest : public PluginTest, public ::testing::WithParamInterface<Lending> {};
+
+TEST_P(AllocationFaultTest, EveryAllocationFailsCleanly) {
+  const Lending& l = GetParam();
+  Host& h = StartHostWith(ALLOCATION_FAULT_PLUGIN_PATH, config_for(l));
+  const auto fail_at = reinterpret_cast<void (*)(long)>(h.PluginSymbol("PluginAllocationFailAt"));
+  const auto failed = reinterpret_cast<bool (*)()>(h.PluginSymbol("PluginAllocationFailed"));
+  ASSERT_TRUE(fail_at != nullptr && failed != nullptr);
+  int faults = 0;
+  for (const Sample& sample : all_samples()) {
+    SCOPED_TRACE(sample.name);
+    const Right right(h, l, sample);
+    ASSERT_FALSE(right.lent.error) << right.lent.outcome;
+    for (int n = 1; n <= kMaxFaults; ++n) {
+      fail_at(n);
+      Observed got;
+      try {
+        got = observe(h, l, sample);
+      } catch (...) {
+        fail_at(0);
+        FAIL() << "an exception crossed the plug-in boundary at allocation " << n;
+      }
+      const bool reached = failed();
+      fail_at(0);
+      if (!reached) {
+        EXPECT_EQ(got.outcome, right.lent.outcome) << "with no allocation left to fail";
+        break;
+      }
+      ++faults;
+      SCOPED_TRACE("failing allocation " + std::to_string(n));
+      ASSERT_FALSE(got.error) << got.outcome;
+      EXPECT_TRUE(right.accepts(got, "")) << got.outcome << "\nright: " << right.lent.outcome;
+      EXPECT_TRUE(right.acceptsSource(sample, got)) << "source now " << got.source << "\nwas " << got.sourceBefore;
+      const auto problems = h.LedgerProblems();
+      ASSERT_TRUE(problems.empty()) << problems.front();
+    }
+  }
+  EXPECT_GT(faults, 0) << "no call allocated anything";
+}
+
+INSTANTIATE_TEST_SUITE_P(Lendings, AllocationFaultTest, ::testing::ValuesIn(kFaultLendings),
+                         [](const auto& info) { return std::string(info.param.name); });
+
 }  // namespace
