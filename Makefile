@@ -5,7 +5,7 @@ JOBS ?= $(shell nproc)
 CMAKE_FLAGS = -G Ninja -Wno-dev
 
 FUZZ_SECONDS ?= 60
-FUZZ_TARGETS = call call:console binary_string binary_string:old render channel_table lut3d
+FUZZ_TARGETS = call call:console call:old binary_string binary_string:old render channel_table lut3d
 
 .PHONY: all deps build build-asan test demo bench fuzz soak clean
 

@@ -14,11 +14,6 @@ uint32_t be32(const std::string& s, size_t at) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  fuzzhost::the_host();
-  return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using fuzzhost::check;
   testhost::Host& h = fuzzhost::the_host();

@@ -3,11 +3,6 @@
 // (see call_input.h); the ledger must be balanced after every input.
 #include "fuzz/call_input.h"
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  fuzzhost::the_host();
-  return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   testhost::Host& h = fuzzhost::the_host();
   fuzzhost::Input in(data, size);

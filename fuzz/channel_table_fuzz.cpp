@@ -6,11 +6,6 @@
 
 #include "fuzz/fuzz_host.h"
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  fuzzhost::the_host();
-  return 0;
-}
-
 namespace {
 
 uint64_t counted(testhost::Host& h, const testhost::Value& block) {

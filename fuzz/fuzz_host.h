@@ -176,5 +176,11 @@ inline Value value_of(testhost::Host& h, Input& in, std::string_view type) {
 
 }  // namespace fuzzhost
 
+// The host and plug-in start before the first input.
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  fuzzhost::the_host();
+  return 0;
+}
+
 // The plug-in's registration records live as long as the process, on purpose.
 extern "C" const char* __lsan_default_suppressions() { return "leak:testhost::Host::LoadPlugin\n"; }

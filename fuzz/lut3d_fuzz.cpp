@@ -4,11 +4,6 @@
 // destination pictures of any shape or nil, Run and Close, in any order.
 #include "fuzz/fuzz_host.h"
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  fuzzhost::the_host();
-  return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   testhost::Host& h = fuzzhost::the_host();
   fuzzhost::Input in(data, size);

@@ -3,11 +3,6 @@
 // comes back has the size asked for (the count when Width is below 1).
 #include "fuzz/fuzz_host.h"
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  fuzzhost::the_host();
-  return 0;
-}
-
 // Sides kept to a few hundred pixels, so that every input runs quickly; the
 // refusals past 32767 are kept.
 int64_t side(fuzzhost::Input& in) {

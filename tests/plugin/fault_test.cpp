@@ -379,9 +379,8 @@ struct Right {
   }
 };
 
-TEST_P(HostFaultTest, EveryFallibleHostCallFailsCleanly) {
-  const Lending& l = GetParam();
-  Host& h = StartHost(config_for(l));
+// Each sample with the 1st, 2nd, ... fallible host call failing, until a run meets none.
+void fail_every_host_call(Host& h, const Lending& l) {
   int faults = 0;
   for (const Sample& sample : all_samples()) {
     SCOPED_TRACE(sample.name);
@@ -408,6 +407,17 @@ TEST_P(HostFaultTest, EveryFallibleHostCallFailsCleanly) {
     }
   }
   EXPECT_GT(faults, 0);
+}
+
+TEST_P(HostFaultTest, EveryFallibleHostCallFailsCleanly) {
+  fail_every_host_call(StartHost(config_for(GetParam())), GetParam());
+}
+
+// A host before 2012.0 reaches strings through REALLockString, StringGetCString and LenB.
+TEST_F(HostFaultTest, EveryFallibleCallOfAnOldHostFailsCleanly) {
+  testhost::HostConfig config = config_for(kFaultLendings[0]);
+  config.version = 2011.5;
+  fail_every_host_call(StartHost(config), kFaultLendings[0]);
 }
 
 INSTANTIATE_TEST_SUITE_P(Lendings, HostFaultTest, ::testing::ValuesIn(kFaultLendings),
