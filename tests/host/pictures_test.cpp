@@ -129,7 +129,8 @@ TEST_F(Pictures, ReleasedObjectsAreKeptForAWhileThenFreed) {
   EXPECT_EQ(size_of(first), 0);
   const std::vector<std::string> problems = host().LedgerProblems();
   ASSERT_EQ(problems.size(), 2u);
-  EXPECT_EQ(problems[0], "memoryBlockGetSize used released memory block #5002 (NewMemoryBlock 8 bytes, by the test), by the test");
+  EXPECT_EQ(problems[0],
+            "memoryBlockGetSize used released memory block #5002 (NewMemoryBlock 8 bytes, by the test), by the test");
   EXPECT_EQ(problems[1].find("#1 "), std::string::npos) << problems[1];
   DiscardHost();
 }

@@ -136,7 +136,8 @@ TEST_F(EditorTest, EmptyPicturesAndEmptyContextsFailToOpen) {
   for (HostKind kind : {HostKind::kDesktop, HostKind::kConsole}) {
     testhost::Host& h = StartHost({.kind = kind});
     for (auto [width, height] : {std::pair{0, 3}, {4, 0}, {0, 0}}) {
-      SCOPED_TRACE(testing::Message() << width << "x" << height << (kind == HostKind::kDesktop ? " desktop" : " console"));
+      SCOPED_TRACE(testing::Message() << width << "x" << height
+                                      << (kind == HostKind::kDesktop ? " desktop" : " console"));
       PictureSpec shape = sized(width, height);
       shape.fill = Pixel{255, 255, 255, kind == HostKind::kDesktop ? uint8_t{255} : uint8_t{0}};
       refused(h.NewPicture(shape));
