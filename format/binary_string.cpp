@@ -45,17 +45,22 @@ struct FreeDeleter {
 };
 
 // A host string's bytes for the length of a call, handed back when this goes,
-// whatever the reader decided.
+// whatever the reader decided. A host before 2012.0 is read through
+// "REALLockString" even when it answers "PluginGetStringData".
 class StringBytes {
  public:
-  explicit StringBytes(REALstring s) : held_(REALGetStringData(s, host_abi::kEncodingUnknown, &data_)) {
+  explicit StringBytes(REALstring s)
+      : locked_(rbversion_rbversion < 2012.0),
+        held_(locked_ ? lock_string_data(s, host_abi::kEncodingUnknown, &data_)
+                      : REALGetStringData(s, host_abi::kEncodingUnknown, &data_)) {
     if (held_ && data_.data != nullptr) {
       bytes = static_cast<const unsigned char*>(data_.data);
       length = data_.length;
     }
   }
   ~StringBytes() {
-    if (held_) REALDisposeStringData(&data_);
+    if (held_ && locked_) unlock_string_data(&data_);
+    if (held_ && !locked_) REALDisposeStringData(&data_);
   }
   StringBytes(const StringBytes&) = delete;
   StringBytes& operator=(const StringBytes&) = delete;
@@ -65,6 +70,7 @@ class StringBytes {
 
  private:
   REALstringData data_{};
+  bool locked_;
   bool held_;
 };
 

@@ -130,4 +130,10 @@ REALstring REALBuildUnicodeString(const void* data, int64_t length, uint32_t enc
 bool REALGetStringData(REALstring string, uint32_t encoding, REALstringData* out);
 void REALDisposeStringData(REALstringData* data);
 
+// The same through "REALLockString" alone (what hosts before 2012.0 offer, and
+// what REALGetStringData falls back to without "PluginGetStringData"); the data
+// goes back with unlock_string_data, which ends with "REALUnlockString".
+bool lock_string_data(REALstring string, uint32_t encoding, REALstringData* out);
+void unlock_string_data(REALstringData* data);
+
 }  // namespace picture

@@ -92,15 +92,27 @@ REALstring REALBuildUnicodeString(const void* data, int64_t length, uint32_t enc
   }
 }
 
-// Without "PluginGetStringData" (hosts before 2012.0) the bytes come from
-// "StringGetCString" and the host's "LenB", and stay valid while the plug-in
-// holds the string: that hold is kept in `private1` until the data is disposed.
 bool REALGetStringData(REALstring string, uint32_t encoding, REALstringData* out) {
+  if (!PluginGetStringData.available()) return lock_string_data(string, encoding, out);
+  if (out == nullptr) return false;
+  *out = REALstringData{};
+  return string != nullptr && PluginGetStringData(string, encoding, out) != 0;
+}
+
+void REALDisposeStringData(REALstringData* data) {
+  if (data == nullptr) return;
+  if (!PluginGetStringData.available()) return unlock_string_data(data);
+  PluginDisposeStringData(data);
+  *data = REALstringData{};
+}
+
+// The bytes come from "StringGetCString" and the host's "LenB", and stay valid
+// while the plug-in holds the string: that hold is kept in `private1` until
+// unlock_string_data.
+bool lock_string_data(REALstring string, uint32_t encoding, REALstringData* out) {
   if (out == nullptr) return false;
   *out = REALstringData{};
   if (string == nullptr) return false;
-  if (PluginGetStringData.available()) return PluginGetStringData(string, encoding, out) != 0;
-
   auto* lenB = reinterpret_cast<sig::LenB*>(
       REALLoadGlobalMethod(nullptr, "LenB( s as string ) as integer"));
   if (lenB == nullptr) return false;
@@ -124,13 +136,9 @@ bool REALGetStringData(REALstring string, uint32_t encoding, REALstringData* out
   return true;
 }
 
-void REALDisposeStringData(REALstringData* data) {
+void unlock_string_data(REALstringData* data) {
   if (data == nullptr) return;
-  if (PluginGetStringData.available()) {
-    PluginDisposeStringData(data);
-  } else if (data->private1 != nullptr) {
-    REALUnlockString(static_cast<REALstring>(const_cast<void*>(data->private1)));
-  }
+  if (data->private1 != nullptr) REALUnlockString(static_cast<REALstring>(const_cast<void*>(data->private1)));
   *data = REALstringData{};
 }
 

@@ -1,15 +1,9 @@
 // libFuzzer target: arbitrary bytes as a string handed to BinaryStringtoPictureZRK
 // in the test host (guard pages after every string and row). A picture that comes
 // back must carry the input's pixel area exactly, and the host's ledger must stay
-// balanced after every input. FUZZ_OLD_HOST=1 in the environment runs a host
-// from before 2012.0, whose string access differs.
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <memory>
-#include <string>
-
-#include "host/test_host.h"
+// balanced after every input. FUZZ_HOST=old runs a host from before 2012.0,
+// whose string access differs.
+#include "fuzz/fuzz_host.h"
 
 namespace {
 
@@ -18,39 +12,11 @@ uint32_t be32(const std::string& s, size_t at) {
          uint8_t(s[at + 3]);
 }
 
-void check(bool ok, const char* what) {
-  if (ok) return;
-  std::fprintf(stderr, "binary_string_fuzz: %s\n", what);
-  std::abort();
-}
-
-testhost::Host& the_host() {
-  static const std::unique_ptr<testhost::Host> host = [] {
-    testhost::HostConfig config;
-    if (std::getenv("FUZZ_OLD_HOST") != nullptr) config.version = 2011.5;
-    auto made = std::make_unique<testhost::Host>(config);
-    std::string error;
-    if (!made->LoadPlugin(PICTURE_PLUGIN_PATH, &error)) {
-      std::fprintf(stderr, "cannot load the plug-in: %s\n", error.c_str());
-      std::abort();
-    }
-    return made;
-  }();
-  return *host;
-}
-
 }  // namespace
 
-// The plug-in's registration records live as long as the process, on purpose.
-extern "C" const char* __lsan_default_suppressions() { return "leak:testhost::Host::LoadPlugin\n"; }
-
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  the_host();
-  return 0;
-}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  testhost::Host& h = the_host();
+  using fuzzhost::check;
+  testhost::Host& h = fuzzhost::the_host();
   const std::string bytes(reinterpret_cast<const char*>(data), size);
   {
     const testhost::CallResult r = h.Call("BinaryStringtoPictureZRK", {bytes});
@@ -66,6 +32,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             "the pixels differ from the string's pixel area");
     }
   }
-  check(h.LedgerProblems().empty(), "the ledger is not balanced");
+  fuzzhost::check_ledger(h);
   return 0;
 }

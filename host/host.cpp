@@ -98,6 +98,14 @@ Impl& enter(std::string_view entry_point) {
   return h;
 }
 
+bool inject(Impl& h, std::string_view entry_point) {
+  if (h.fail_at == 0 || !h.failed_call.empty()) return false;
+  if (!h.fail_only.empty() && h.fail_only != entry_point) return false;
+  if (++h.fallible_calls != h.fail_at) return false;
+  h.failed_call = std::string(entry_point) + ", " + context_of(h);
+  return true;
+}
+
 }  // namespace internal
 
 Host::Host(HostConfig config) : impl_(new Impl(std::move(config))) {
@@ -142,6 +150,20 @@ std::vector<std::string> Host::LedgerProblems() const { return internal::ledger_
 int Host::CallCount(std::string_view entryPoint) const {
   const auto it = impl_->call_counts.find(entryPoint);
   return it == impl_->call_counts.end() ? 0 : it->second;
+}
+
+void Host::FailNthCall(int n, std::string_view entryPoint) {
+  impl_->fail_at = n;
+  impl_->fail_only = std::string(entryPoint);
+  impl_->fallible_calls = 0;
+  impl_->failed_call.clear();
+}
+
+std::string Host::FailedCall() const { return impl_->failed_call; }
+int Host::FallibleCalls() const { return impl_->fallible_calls; }
+
+void* Host::PluginSymbol(const char* name) const {
+  return impl_->library != nullptr && name != nullptr ? dlsym(impl_->library, name) : nullptr;
 }
 
 void* Host::Resolve(const char* name) const {

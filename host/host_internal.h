@@ -1,10 +1,12 @@
 // The test host's inside: the objects behind every handle it lends, the state of
 // one Host (Host::Impl), and the helpers the entry-point files share. A handle is
-// the address of its object; objects are never freed before ~Host, so a released
-// object stays as a tombstone and any later use of its handle is caught and
-// reported instead of touching freed memory (pixel memory goes at release).
+// the address of its object; a released object stays as a tombstone for the next
+// kTombstones releases, so that a later use of its handle is caught and reported
+// instead of touching freed memory (pixel memory goes at release). Older
+// tombstones are freed, so that a long run stays within bounded memory.
 #pragma once
 
+#include <deque>
 #include <map>
 #include <memory>
 #include <optional>
@@ -155,9 +157,17 @@ struct Host::Impl {
   std::string running;  // declared name of the plug-in call running; "" for the test
   std::vector<internal::RaisedException> raised;
   std::map<const void*, internal::StringDataRecord> string_data;
+  std::deque<const void*> tombstones;  // released objects, oldest first
   bool tearing_down = false;
   // HostConfig::picturePool: pixel memory of released pooled pictures, by size.
   std::multimap<size_t, internal::GuardedBuffer> picture_pool;
+
+  // The fault switch: the `fail_at`th fallible call counted (of `fail_only` alone
+  // when set) fails; 0 is off.
+  int fail_at = 0;
+  std::string fail_only;
+  int fallible_calls = 0;
+  std::string failed_call;
 };
 
 namespace internal {
@@ -170,6 +180,9 @@ Impl& current_impl();
 bool has_current();
 // Counts one call of an entry point and gives the current host.
 Impl& enter(std::string_view entry_point);
+// For an entry point a real host can fail: counts the call and says whether the
+// fault switch makes this one fail.
+bool inject(Impl& h, std::string_view entry_point);
 
 // Adds an entry point after checking its type against the interface's signature.
 template <class Sig, class Fn>
@@ -218,6 +231,7 @@ StringObject* find_string(Impl& h, const void* handle, std::string_view entry);
 void retain(Impl& h, const void* handle, std::string_view entry);
 void release(Impl& h, const void* handle, std::string_view entry);
 void release_object(Impl& h, Object* object);  // drops a reference the host holds
+inline constexpr size_t kTombstones = 4096;
 std::vector<std::string> ledger_problems(const Impl& h);
 
 // ---- pictures (pictures.cpp) ----

@@ -16,12 +16,14 @@ MemoryBlockObject* make_block(Impl& h, int32_t size, std::string origin) {
 
 REALmemoryBlock newMemoryBlock(int32_t size) {
   Impl& h = enter("newMemoryBlock");
+  if (inject(h, "newMemoryBlock")) return nullptr;
   return reinterpret_cast<REALmemoryBlock>(
       make_block(h, size, "newMemoryBlock " + std::to_string(size) + " bytes, " + context_of(h)));
 }
 
 void* memoryBlockGetPtr(REALmemoryBlock block) {
   Impl& h = enter("memoryBlockGetPtr");
+  if (inject(h, "memoryBlockGetPtr")) return nullptr;
   auto* found = find_as<MemoryBlockObject>(h, block, "memoryBlockGetPtr", ObjectKind::kMemoryBlock);
   return found != nullptr ? found->data.data() : nullptr;
 }

@@ -37,6 +37,25 @@ std::optional<size_t> class_index(const Impl& h, std::string_view name) {
   return std::nullopt;
 }
 
+// Keeps the released object as a tombstone and frees the oldest one beyond the
+// limit. A picture released while locked keeps its pixels (and tombstone) until
+// ~Host, since the plug-in may still be reading them.
+void bury(Impl& h, Object* object) {
+  h.tombstones.push_back(object);
+  while (h.tombstones.size() > kTombstones) {
+    const void* oldest = h.tombstones.front();
+    h.tombstones.pop_front();
+    const auto it = h.objects.find(oldest);
+    if (it == h.objects.end()) continue;
+    if (it->second->kind == ObjectKind::kPicture) {
+      auto* picture = static_cast<PictureObject*>(it->second.get());
+      if (picture->locks > 0) continue;
+      h.contexts.erase(&picture->context);
+    }
+    h.objects.erase(it);
+  }
+}
+
 void destroy(Impl& h, Object* object) {
   if (object->kind == ObjectKind::kInstance) {
     // The destructor sees a live object; it is released after it returns.
@@ -75,6 +94,7 @@ void destroy(Impl& h, Object* object) {
       static_cast<InstanceObject*>(object)->data.reset();
       break;
   }
+  bury(h, object);
 }
 
 InstanceObject* new_instance(Impl& h, size_t index, std::string origin) {
@@ -229,6 +249,7 @@ const PropertyRecord* find_property(const ClassRecord& record, std::string_view 
 
 REALobject PluginNewInstance(const char* className) {
   Impl& h = enter("PluginNewInstance");
+  if (inject(h, "PluginNewInstance")) return nullptr;
   if (className == nullptr) return nullptr;
   return reinterpret_cast<REALobject>(
       new_object(h, className, "PluginNewInstance(\"" + std::string(className) + "\"), " + context_of(h)));
@@ -263,6 +284,7 @@ void* REALGetClassData(REALobject object, REALclassDefinition* record) {
 
 REALproc REALLoadObjectMethod(REALobject object, const char* declaration) {
   Impl& h = enter("REALLoadObjectMethod");
+  if (inject(h, "REALLoadObjectMethod")) return nullptr;
   Object* found = find_object(h, object, "REALLoadObjectMethod");
   if (found == nullptr || declaration == nullptr) return nullptr;
   const std::string_view wanted(declaration);
@@ -292,6 +314,7 @@ REALproc REALLoadObjectMethod(REALobject object, const char* declaration) {
 
 REALproc REALLoadGlobalMethod(const char* module, const char* declaration) {
   Impl& h = enter("REALLoadGlobalMethod");
+  if (inject(h, "REALLoadGlobalMethod")) return nullptr;
   if (declaration == nullptr) return nullptr;
   const std::string_view wanted(declaration);
   if (module == nullptr) {
@@ -312,6 +335,7 @@ REALproc REALLoadGlobalMethod(const char* module, const char* declaration) {
 
 void* pluginObjectType(const char* className) {
   Impl& h = enter("pluginObjectType");
+  if (inject(h, "pluginObjectType")) return nullptr;
   if (className == nullptr) return nullptr;
   const std::string_view name(className);
   const char* kind_class = h.config.kind == HostKind::kDesktop   ? "Application"
@@ -328,6 +352,7 @@ void* pluginObjectType(const char* className) {
 
 RBBoolean REALGetPropValueBool(REALobject object, const char* name, RBBoolean* out) {
   Impl& h = enter("REALGetPropValueBool");
+  if (inject(h, "REALGetPropValueBool")) return 0;
   Object* found = find_object(h, object, "REALGetPropValueBool");
   if (found == nullptr || name == nullptr || out == nullptr) return 0;
   const auto value = read_property(h, found, name, nullptr);
@@ -339,6 +364,7 @@ RBBoolean REALGetPropValueBool(REALobject object, const char* name, RBBoolean* o
 
 RBBoolean REALGetPropValueInt(REALobject object, const char* name, int32_t* out) {
   Impl& h = enter("REALGetPropValueInt");
+  if (inject(h, "REALGetPropValueInt")) return 0;
   Object* found = find_object(h, object, "REALGetPropValueInt");
   if (found == nullptr || name == nullptr || out == nullptr) return 0;
   const auto value = read_property(h, found, name, nullptr);
@@ -350,6 +376,7 @@ RBBoolean REALGetPropValueInt(REALobject object, const char* name, int32_t* out)
 
 RBBoolean set_integer_property(std::string_view entry, REALobject object, const char* name, int64_t value) {
   Impl& h = enter(entry);
+  if (inject(h, entry)) return 0;
   Object* found = find_object(h, object, entry);
   if (found == nullptr || name == nullptr) return 0;
   return write_property(h, found, name, Value{value}, nullptr) ? 1 : 0;
@@ -365,6 +392,7 @@ RBBoolean REALSetPropValueUInt32(REALobject object, const char* name, uint32_t v
 
 RBBoolean REALSetPropValueString(REALobject object, const char* name, REALstring value) {
   Impl& h = enter("REALSetPropValueString");
+  if (inject(h, "REALSetPropValueString")) return 0;
   Object* found = find_object(h, object, "REALSetPropValueString");
   if (found == nullptr || name == nullptr) return 0;
   StringObject* string = nullptr;

@@ -64,6 +64,28 @@ std::optional<uint32_t> fill_unless_pooled(const PictureObject& picture, uint32_
   return picture.pooled ? std::nullopt : std::optional(word);
 }
 
+// Row-table rows: each in a mapping of its own that ends at a guard page. A tall
+// picture would need more mappings than the system grants a process (two areas a
+// row), so beyond kGuardedRows rows the rows come in blocks of consecutive rows,
+// kGuardedRows blocks at most, each block ending at a guard page: a walk past the
+// end of a block's last row still faults at once.
+constexpr int32_t kGuardedRows = 4096;
+
+void allocate_row_table(Impl& h, PictureObject& picture) {
+  const auto height = static_cast<size_t>(picture.height);
+  const size_t row_bytes = static_cast<size_t>(picture.width) * 4;
+  const size_t per_block = height <= kGuardedRows ? 1 : (height + kGuardedRows - 1) / kGuardedRows;
+  picture.rows.reserve((height + per_block - 1) / per_block);
+  for (size_t first = 0; first < height; first += per_block) {
+    const size_t count = std::min(per_block, height - first);
+    picture.rows.push_back(pixel_memory(h, picture, row_bytes * count));
+    for (size_t i = 0; i < count; ++i) {
+      picture.row_table.push_back(reinterpret_cast<uint32_t*>(picture.rows.back().data() + i * row_bytes));
+    }
+  }
+  picture.row_image = REALrowTableImage{nullptr, picture.row_table.data(), &picture};
+}
+
 // Pixel memory for `format` (a bitmap layout or the row table), every word `fill`.
 void allocate_pixels(Impl& h, PictureObject& picture, int32_t format, int32_t width, int32_t height, int32_t padding,
                      uint32_t bits_per_pixel, std::optional<uint32_t> fill) {
@@ -73,17 +95,13 @@ void allocate_pixels(Impl& h, PictureObject& picture, int32_t format, int32_t wi
   picture.height = height;
   if (format == kRowTableFormat) {
     picture.bytes_per_row = width * 4;
-    picture.rows.reserve(static_cast<size_t>(height));
-    for (int32_t y = 0; y < height; ++y) {
-      picture.rows.push_back(pixel_memory(h, picture, static_cast<size_t>(width) * 4));
-      picture.row_table.push_back(reinterpret_cast<uint32_t*>(picture.rows.back().data()));
-    }
-    picture.row_image = REALrowTableImage{nullptr, picture.row_table.data(), &picture};
+    allocate_row_table(h, picture);
   } else {
     picture.bytes_per_row = width * 4 + padding;
     // The last row has no padding: its last pixel ends at the guard page.
-    const size_t size = static_cast<size_t>(picture.bytes_per_row) * static_cast<size_t>(height - 1) +
-                        static_cast<size_t>(width) * 4;
+    const size_t size = height == 0 ? 0
+                                    : static_cast<size_t>(picture.bytes_per_row) * static_cast<size_t>(height - 1) +
+                                          static_cast<size_t>(width) * 4;
     picture.buffer = pixel_memory(h, picture, size);
     if (padding > 0) {
       for (int32_t y = 0; y + 1 < height; ++y) std::memset(picture.row(y) + width * 4, kPaddingByte, static_cast<size_t>(padding));
@@ -120,6 +138,7 @@ REALpicture as_handle(PictureObject* picture) { return reinterpret_cast<REALpict
 
 REALpicture newPicture(int32_t width, int32_t height, int32_t /*depth*/) {
   Impl& h = enter("newPicture");
+  if (inject(h, "newPicture")) return nullptr;
   if (!valid_size(width, height)) return nullptr;
   auto picture = std::make_unique<PictureObject>();
   picture->pooled = h.config.picturePool;
@@ -131,6 +150,7 @@ REALpicture newPicture(int32_t width, int32_t height, int32_t /*depth*/) {
 RBBoolean lock_description(std::string_view entry, REALpicture handle, REALpictureDescription* description,
                            std::optional<uint32_t> kind) {
   Impl& h = enter(entry);
+  if (inject(h, entry)) return 0;
   PictureObject* picture = find_picture(h, handle, entry);
   if (picture == nullptr || description == nullptr || !picture->constructed || picture->draw_only) return 0;
   const bool row_table = picture->format == kRowTableFormat;
@@ -174,6 +194,7 @@ void REALPictureClearCache(REALpicture handle) {
 
 REALpicture REALGetPictureMask(REALpicture handle, RBBoolean create) {
   Impl& h = enter("REALGetPictureMask");
+  if (inject(h, "REALGetPictureMask")) return nullptr;
   PictureObject* picture = find_picture(h, handle, "REALGetPictureMask");
   if (picture == nullptr || !picture->constructed) return nullptr;
   if (picture->mask == nullptr) {
@@ -187,6 +208,7 @@ REALpicture REALGetPictureMask(REALpicture handle, RBBoolean create) {
 REALpicture REALBuildPictureFromBuffer(int32_t width, int32_t height, int32_t pixel_type, void* buffer,
                                        int32_t bytes_per_row) {
   Impl& h = enter("REALBuildPictureFromBuffer");
+  if (inject(h, "REALBuildPictureFromBuffer")) return nullptr;
   if (!valid_size(width, height) || buffer == nullptr || int64_t{bytes_per_row} < int64_t{width} * 4 ||
       pixel_type < 0 || pixel_type > 7) {
     return nullptr;
@@ -208,6 +230,7 @@ REALpicture REALBuildPictureFromBuffer(int32_t width, int32_t height, int32_t pi
 
 REALobject pluginPictureGraphicsGetter(REALpicture handle) {
   Impl& h = enter("pluginPictureGraphicsGetter");
+  if (inject(h, "pluginPictureGraphicsGetter")) return nullptr;
   PictureObject* picture = find_picture(h, handle, "pluginPictureGraphicsGetter");
   if (picture == nullptr || !picture->constructed) return nullptr;
   auto graphics = std::make_unique<GraphicsObject>();
@@ -287,9 +310,11 @@ void RuntimeGraphicsDrawLine(REALobject g, int32_t x1, int32_t y1, int32_t x2, i
   }
 }
 
-// The six bitmap-context queries read a context only while its picture is locked.
+// The six bitmap-context queries read a context only while its picture is locked;
+// a failed query answers 0 or null.
 const BitmapContext* find_context(void* context, const char* entry) {
   Impl& h = enter(entry);
+  if (inject(h, entry)) return nullptr;
   const auto it = h.contexts.find(context);
   if (it == h.contexts.end()) {
     fault(h, std::string(entry) + " was given something that is not a bitmap context, " + context_of(h));
@@ -324,7 +349,12 @@ uint32_t encode(int32_t format, Pixel p) {
 }
 
 PictureObject* make_picture(Impl& h, const PictureSpec& shape, std::string origin) {
-  if (!valid_size(shape.width, shape.height) || shape.rowPadding < 0 || shape.rowPadding % 4 != 0) return nullptr;
+  // A test may lend an empty picture (0 wide or high), which no open may accept.
+  const bool empty = shape.width == 0 || shape.height == 0;
+  if ((!empty && !valid_size(shape.width, shape.height)) || shape.width < 0 || shape.height < 0 ||
+      shape.rowPadding < 0 || shape.rowPadding % 4 != 0) {
+    return nullptr;
+  }
   auto picture = std::make_unique<PictureObject>();
   const int32_t format = host_format(h, shape.alphaInfo);
   const Pixel fill = shape.fill.value_or(Pixel{255, 255, 255, opaque_alpha(format)});
@@ -350,6 +380,7 @@ void free_picture_pixels(Impl& h, PictureObject& picture) {
 
 void picture_constructor(REALobject object, int32_t width, int32_t height) {
   Impl& h = enter("Constructor");
+  if (inject(h, "Constructor")) return;
   PictureObject* picture = find_picture(h, object, "Picture.Constructor");
   if (picture == nullptr || !valid_size(width, height)) return;
   if (picture->constructed) {

@@ -34,6 +34,7 @@ REALstring as_handle(StringObject* string) { return reinterpret_cast<REALstring>
 
 REALstring REALBuildString(const void* data, int32_t length) {
   Impl& h = enter("REALBuildString");
+  if (inject(h, "REALBuildString")) return nullptr;
   if (length < 0 || (data == nullptr && length > 0)) return nullptr;
   const std::string_view bytes(static_cast<const char*>(data), static_cast<size_t>(length));
   return as_handle(make_string(h, bytes, host_abi::kEncodingUnknown, origin_text(h, "REALBuildString", bytes.size())));
@@ -41,6 +42,7 @@ REALstring REALBuildString(const void* data, int32_t length) {
 
 REALstring REALBuildStringWithEncoding(const void* data, int32_t length, uint32_t encoding) {
   Impl& h = enter("REALBuildStringWithEncoding");
+  if (inject(h, "REALBuildStringWithEncoding")) return nullptr;
   if (length < 0 || (data == nullptr && length > 0)) return nullptr;
   const std::string_view bytes(static_cast<const char*>(data), static_cast<size_t>(length));
   return as_handle(make_string(h, bytes, encoding, origin_text(h, "REALBuildStringWithEncoding", bytes.size())));
@@ -59,6 +61,7 @@ uint32_t REALGetStringEncoding(REALstring string) {
 
 REALstring REALConvertString(REALstring string, uint32_t encoding) {
   Impl& h = enter("REALConvertString");
+  if (inject(h, "REALConvertString")) return nullptr;
   auto* found = find_string(h, string, "REALConvertString");
   if (found == nullptr) return nullptr;
   const auto converted = convert_text(found->bytes(), found->encoding, encoding);
@@ -84,6 +87,7 @@ void REALUnlockString(REALstring string) {
 
 RBBoolean PluginGetStringData(REALstring string, uint32_t encoding, REALstringData* out) {
   Impl& h = enter("PluginGetStringData");
+  if (inject(h, "PluginGetStringData")) return 0;
   auto* found = find_string(h, string, "PluginGetStringData");
   if (found == nullptr || out == nullptr) return 0;
   std::string bytes(found->bytes());
@@ -118,6 +122,7 @@ void PluginDisposeStringData(REALstringData* data) {
 
 const char* StringGetCString(REALstring string) {
   Impl& h = enter("StringGetCString");
+  if (inject(h, "StringGetCString")) return nullptr;
   auto* found = find_string(h, string, "StringGetCString");
   return found != nullptr ? reinterpret_cast<const char*>(found->data.data()) : nullptr;
 }

@@ -55,7 +55,8 @@ struct Pixel {
   bool operator==(const Pixel&) const = default;
 };
 
-// A picture for a test to lend to the plug-in.
+// A picture for a test to lend to the plug-in. A width or height of 0 makes an
+// empty picture (a context or row table of that size), which no host makes itself.
 struct PictureSpec {
   int32_t width = 1;
   int32_t height = 1;
@@ -278,6 +279,24 @@ class Host {
   // through REALLoadObjectMethod / REALLoadGlobalMethod count as "Constructor",
   // "DrawPicture" and "LenB").
   int CallCount(std::string_view entryPoint) const;
+
+  // ---- faults a real host can give ----
+  // From now on the `n`th call of an entry point that a host can fail (of
+  // `entryPoint` alone when given) fails as a real host's does: null, false or 0,
+  // and the Picture constructor leaves its picture unconstructed. One call fails
+  // at most; n = 0 turns the switch off. Fallible: newPicture, the Picture
+  // constructor, PluginNewInstance, both description locks, REALGetPictureMask,
+  // REALBuildPictureFromBuffer, pluginPictureGraphicsGetter, newMemoryBlock,
+  // memoryBlockGetPtr, the string builders and REALConvertString, StringGetCString,
+  // PluginGetStringData, the property getters and setters, REALLoadObjectMethod,
+  // REALLoadGlobalMethod, pluginObjectType and the six bitmap-context queries.
+  void FailNthCall(int n, std::string_view entryPoint = {});
+  // The call that failed since the switch was set ("" when none did), with its
+  // context, and how many fallible calls were counted.
+  std::string FailedCall() const;
+  int FallibleCalls() const;
+  // A symbol of the loaded plug-in copy (for test builds that export controls).
+  void* PluginSymbol(const char* name) const;
 
   struct Impl;
   Impl& impl() { return *impl_; }

@@ -1,6 +1,7 @@
 // The open, release and hand-back paths of the picture editor. Beyond the host's
 // own checks, an open refuses any geometry that would let a row walk leave the
-// host's buffer (a null buffer, rows shorter than the width, sizes past 32 bits).
+// host's buffer (a null buffer, rows shorter than the width, sizes past 32 bits)
+// and an empty picture, which no operation could give a meaningful answer on.
 #include "pixels/picture_editor.h"
 
 #include <cstddef>
@@ -44,15 +45,17 @@ const REALrowTableImage* row_table_image(const REALpictureDescription& d) {
 }
 
 // The opaque copy's pixels when the host cannot draw: a row-table source copied
-// row by row into a row-table copy of the same size.
-void copy_row_tables(REALpicture source, REALpicture copy) {
+// row by row into a row-table copy of the same size. False when nothing was copied.
+bool copy_row_tables(REALpicture source, REALpicture copy) {
   REALpictureDescription from{};
   REALpictureDescription to{};
   const bool fromLocked = REALLockPictureDescription(source, &from, host_abi::kRowTableImage) != 0;
   const bool toLocked = REALLockPictureDescription(copy, &to, host_abi::kRowTableImage) != 0;
   const REALrowTableImage* a = fromLocked ? row_table_image(from) : nullptr;
   const REALrowTableImage* b = toLocked ? row_table_image(to) : nullptr;
-  if (a != nullptr && b != nullptr && from.width == to.width && from.height == to.height && from.width > 0) {
+  const bool copied =
+      a != nullptr && b != nullptr && from.width == to.width && from.height == to.height && from.width > 0;
+  if (copied) {
     for (int32_t row = 0; row < from.height; ++row) {
       std::memcpy(b->rowTable[row], a->rowTable[row], static_cast<size_t>(from.width) * 4);
     }
@@ -60,6 +63,7 @@ void copy_row_tables(REALpicture source, REALpicture copy) {
   if (fromLocked) unlockPictureDescription(source);
   if (toLocked) unlockPictureDescription(copy);
   REALPictureClearCache(copy);
+  return copied;
 }
 
 }  // namespace
@@ -136,7 +140,8 @@ bool PictureEditor::OpenBitmapContext(REALpicture source) {
 
   const bool formatAccepted = hasAlphaChannel ? (format == 1 || format == 2) : (format >= 1 && format <= 6);
   if (!formatAccepted || bitsPerPixel != 32) return Fail(source);
-  if (data == nullptr || contextWidth > kInt32Max / 4 || contextHeight > kInt32Max || rowBytes > kInt32Max ||
+  if (data == nullptr || contextWidth == 0 || contextHeight == 0 || contextWidth > kInt32Max / 4 ||
+      contextHeight > kInt32Max || rowBytes > kInt32Max ||
       rowBytes < contextWidth * 4 || rowBytes % 4 != 0) {
     return Fail(source);
   }
@@ -151,7 +156,7 @@ bool PictureEditor::OpenBitmapContext(REALpicture source) {
 
 bool PictureEditor::OpenRowTable(REALpicture source) {
   const REALrowTableImage* image = row_table_image(description);
-  if (image == nullptr || description.width < 0 || description.height < 0 || description.width > kInt32Max / 4) {
+  if (image == nullptr || description.width < 1 || description.height < 1 || description.width > kInt32Max / 4) {
     return Fail(source);
   }
   pixelFormat = kRowTableFormat;
@@ -159,7 +164,10 @@ bool PictureEditor::OpenRowTable(REALpicture source) {
   height = description.height;
   bytesPerRow = width * 4;
   rowTable = image->rowTable;
-  baseAddress = height > 0 ? rowTable[0] : nullptr;
+  for (int32_t row = 0; row < height; ++row) {
+    if (rowTable[row] == nullptr) return Fail(source);
+  }
+  baseAddress = rowTable[0];
   return Finish(source);
 }
 
@@ -176,17 +184,19 @@ bool PictureEditor::OpenCopy(REALpicture source) {
   auto* draw = graphics != nullptr
                    ? reinterpret_cast<sig::DrawPicture*>(REALLoadObjectMethod(graphics, kDrawPictureDeclaration))
                    : nullptr;
-  if (draw != nullptr) {
+  bool filled = draw != nullptr;
+  if (filled) {
     draw(graphics, source, 0, 0, copyWidth, copyHeight, 0, 0, copyWidth, copyHeight);
   } else {
     // Older hosts are asked for the entry point; what they answer is not used.
     if (rbversion_rbversion < 2012.0) RuntimeGraphicsDrawPicture.get();
-    copy_row_tables(source, copy);
+    filled = copy_row_tables(source, copy);
   }
   if (graphics != nullptr) REALUnlockObject(graphics);
 
-  // A copy that cannot be opened in turn is not copied again.
-  const bool opened = Open(copy, allowCopy, false, /*mayCopy=*/false);
+  // A copy that got none of the source's pixels would pass a blank picture off
+  // as the source; a copy that cannot be opened in turn is not copied again.
+  const bool opened = filled && Open(copy, allowCopy, false, /*mayCopy=*/false);
   REALUnlockObject(as_object(copy));
   return opened;
 }

@@ -141,6 +141,24 @@ TEST_F(Pictures, LedgerNamesEachFaultWithTheObjectAndItsOrigin) {
   }
 }
 
+// A released object's handle is reported as released, naming it, for the next
+// few thousand releases; after that the object is freed and no longer named.
+TEST_F(Pictures, ReleasedObjectsAreKeptForAWhileThenFreed) {
+  StartHostWithout();
+  auto* size_of = HOST_ENTRY(host(), memoryBlockGetSize);
+  const REALmemoryBlock first = host().NewMemoryBlock(8).block();  // released at once
+  for (int i = 0; i < 5000; ++i) host().NewMemoryBlock(8);
+  const REALmemoryBlock recent = host().NewMemoryBlock(8).block();
+  EXPECT_EQ(size_of(recent), 0);
+  EXPECT_EQ(size_of(first), 0);
+  const std::vector<std::string> problems = host().LedgerProblems();
+  ASSERT_EQ(problems.size(), 2u);
+  EXPECT_EQ(problems[0],
+            "memoryBlockGetSize used released memory block #5002 (NewMemoryBlock 8 bytes, by the test), by the test");
+  EXPECT_EQ(problems[1].find("#1 "), std::string::npos) << problems[1];
+  DiscardHost();
+}
+
 // The first pixel row of a picture made as `shape`, kept in `picture`; its lock is given back.
 const uint8_t* FirstRow(Host& h, Ref& picture, const PictureSpec& shape) {
   picture = h.NewPicture(shape);
@@ -163,6 +181,9 @@ const GuardCase kGuards[] = {
      0xFFFFFFFFu},
     {"RowTableRow", HostKind::kConsole,
      [](Host& h, Ref& p) { return FirstRow(h, p, {7, 3}) + 6 * 4; }, 0x00FFFFFFu},
+    // 10 rows a block: row 9 ends the first block.
+    {"RowTableBlockEnd", HostKind::kConsole,
+     [](Host& h, Ref& p) { return FirstRow(h, p, {1, 40000}) + 9 * 4; }, 0x00FFFFFFu},
     {"MemoryBlock", HostKind::kDesktop,
      [](Host& h, Ref& block) {
        block = h.NewMemoryBlock(64);

@@ -87,6 +87,11 @@ TEST_F(BinaryStringCases, WorkedStringsOnBothStringAccesses) {
       EXPECT_EQ(h.Width(p), c.width);
       EXPECT_EQ(h.GetPixel(p, 0, 0), (Pixel{c.first.r, c.first.g, c.first.b, 255}));
     }
+    // The older host answers both string accesses; the reader locks the string there.
+    const bool old = version < 2012.0;
+    EXPECT_EQ(h.CallCount("PluginGetStringData") == 0, old);
+    EXPECT_EQ(h.CallCount("REALLockString") > 0, old);
+    EXPECT_EQ(h.CallCount("REALLockString"), h.CallCount("REALUnlockString"));
     StopHost();
   }
 }

@@ -121,6 +121,82 @@ TEST_F(EditorTest, HostKindWithoutClassLookup) {
   }
 }
 
+// An empty picture, or a bitmap context that answers a size of 0 or no data, is
+// refused: no blank result, no true from a test over no pixels, no NaN.
+TEST_F(EditorTest, EmptyPicturesAndEmptyContextsFailToOpen) {
+  const auto refused = [this](const Ref& source) {
+    testhost::Host& h = host();
+    EXPECT_FALSE(InvertGivesPicture(source));
+    const CallResult white = h.CallMethod(source.get(), "isWhiteZRK", {});
+    EXPECT_TRUE(std::holds_alternative<bool>(white.value) && !std::get<bool>(white.value)) << white.error;
+    const CallResult colourness = h.CallMethod(source.get(), "ColornessZRK", {int64_t{10}});
+    EXPECT_TRUE(std::holds_alternative<double>(colourness.value) && std::get<double>(colourness.value) == 0.0);
+    EXPECT_TRUE(std::holds_alternative<std::monostate>(h.Call("PicturetoBinaryStringZRK", {source}).value));
+  };
+  for (HostKind kind : {HostKind::kDesktop, HostKind::kConsole}) {
+    testhost::Host& h = StartHost({.kind = kind});
+    for (auto [width, height] : {std::pair{0, 3}, {4, 0}, {0, 0}}) {
+      SCOPED_TRACE(testing::Message() << width << "x" << height
+                                      << (kind == HostKind::kDesktop ? " desktop" : " console"));
+      PictureSpec shape = sized(width, height);
+      shape.fill = Pixel{255, 255, 255, kind == HostKind::kDesktop ? uint8_t{255} : uint8_t{0}};
+      refused(h.NewPicture(shape));
+    }
+    StopHost();
+  }
+  testhost::Host& h = StartHost();
+  for (const char* query : {"CGBitmapContextGetData", "CGBitmapContextGetWidth", "CGBitmapContextGetHeight"}) {
+    SCOPED_TRACE(query);
+    const Ref white = h.NewPicture(sized(4, 3));
+    // Each call's first open meets the query answering 0 or null.
+    for (const char* method : {"InvertZRK", "isWhiteZRK", "ColornessZRK"}) {
+      h.FailNthCall(1, query);
+      const CallResult r = h.CallMethod(white.get(), method, {});
+      EXPECT_FALSE(h.FailedCall().empty());
+      const bool* flag = std::get_if<bool>(&r.value);
+      const double* number = std::get_if<double>(&r.value);
+      EXPECT_TRUE(std::holds_alternative<std::monostate>(r.value) || (flag && !*flag) || (number && *number == 0.0))
+          << method;
+    }
+    h.FailNthCall(0);
+  }
+}
+
+// The opaque copy of a picture that cannot be locked ends in every host
+// configuration: known or unknown host kind, a host that can draw or only copy
+// rows, old or new. It gives the right picture, or nil where the host can
+// neither draw the copy nor copy its rows.
+TEST_F(EditorTest, OpaqueCopyEndsInEveryHostConfiguration) {
+  for (HostKind kind : {HostKind::kDesktop, HostKind::kConsole, HostKind::kWeb}) {
+    for (bool knowsKind : {true, false}) {
+      for (bool draws : {true, false}) {
+        for (double version : {2011.5, 2019.0}) {
+          const bool desktop = kind == HostKind::kDesktop;
+          SCOPED_TRACE(testing::Message() << "kind " << int(kind) << (knowsKind ? "" : ", kind unknown")
+                                          << (draws ? "" : ", cannot draw") << ", version " << version);
+          HostConfig config{.version = version, .kind = kind};
+          if (!knowsKind) config.missing.insert("pluginObjectType");
+          if (!draws) config.missing.insert("REALLoadObjectMethod");
+          testhost::Host& h = StartHost(config);
+          {
+            const Lending l{"", kind, 5, false, 0, desktop};
+            const Ref source = random_picture(h, l, 6, 4, 3);
+            const std::vector<Pixel> before = pixels_of(h, source.picture());
+            const CallResult r = h.CallMethod(source.get(), "InvertZRK", {});
+            if (desktop && !draws) {
+              EXPECT_TRUE(r.ok() && std::holds_alternative<std::monostate>(r.value)) << "a blank copy is no copy";
+            } else {
+              EXPECT_TRUE(result_matches(h, l, source.picture(), before, r, inverted));
+            }
+            EXPECT_LE(h.CallCount("newPicture"), 2) << "one copy at most, and the result";
+          }
+          StopHost();
+        }
+      }
+    }
+  }
+}
+
 // Every result is handed back with its cached rendering cleared, and every lock
 // the plug-in took is undone.
 TEST_F(EditorTest, ResultsAreClearedAndLocksReturned) {
