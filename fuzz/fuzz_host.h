@@ -117,22 +117,22 @@ class Input {
   Ref picture(testhost::Host& h) {
     const uint8_t shape = byte();
     if (shape == 0) return Ref();
-    testhost::PictureSpec spec;
-    spec.width = byte() % 65;
-    spec.height = byte() % 65;
-    spec.alphaInfo = shape & 7;
-    spec.bitsPerPixel = (shape & 0x18) == 0x18 ? 24 : 32;
-    spec.rowPadding = (shape >> 5 & 3) * 4;
-    spec.hasAlphaChannel = (shape & 0x80) != 0;
+    testhost::PictureSpec form;
+    form.width = byte() % 65;
+    form.height = byte() % 65;
+    form.alphaInfo = shape & 7;
+    form.bitsPerPixel = (shape & 0x18) == 0x18 ? 24 : 32;
+    form.rowPadding = (shape >> 5 & 3) * 4;
+    form.hasAlphaChannel = (shape & 0x80) != 0;
     const uint8_t extras = byte();
-    spec.drawOnly = (extras & 7) == 7;
-    spec.withMask = (extras & 8) != 0;
-    Ref made = h.NewPicture(spec);
+    form.drawOnly = (extras & 7) == 7;
+    form.withMask = (extras & 8) != 0;
+    Ref made = h.NewPicture(form);
     if (!made) return made;
-    const int64_t pixels = int64_t{spec.width} * spec.height;
+    const int64_t pixels = int64_t{form.width} * form.height;
     for (int64_t i = 0; i < pixels && left() >= 4; ++i) {
       const uint32_t w = word();
-      h.SetPixel(made.picture(), static_cast<int32_t>(i % spec.width), static_cast<int32_t>(i / spec.width),
+      h.SetPixel(made.picture(), static_cast<int32_t>(i % form.width), static_cast<int32_t>(i / form.width),
                  testhost::Pixel{uint8_t(w >> 24), uint8_t(w >> 16), uint8_t(w >> 8), uint8_t(w)});
     }
     return made;
