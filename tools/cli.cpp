@@ -695,20 +695,48 @@ std::optional<IntegerRange> IntegerRangeOf(std::string_view type) {
 }
 
 std::string UsageText() {
-  return R"(Usage: picture-host [options] INPUT CALL... [-o OUTPUT]
-       picture-host [options] --chart CALL... [-o OUTPUT]
-       picture-host [options] --no-input CALL... [-o OUTPUT]
-       picture-host [options] render SOUND [CALL...] [-o OUTPUT]
-       picture-host [options] list
+  return R"(Usage: picture-host [options] INPUT... CALL... [-o OUTPUT | --out-dir DIR]
+  or:  picture-host [options] --chart CALL... [-o OUTPUT]
+  or:  picture-host [options] --no-input CALL... [-o OUTPUT]
+  or:  picture-host [options] render SOUND [CALL...] [-o OUTPUT]
+  or:  picture-host [options] list
+  or:  picture-host [options] describe NAME
+  or:  picture-host [options] gallery DIR [INPUT]
 
-Loads the picture plug-in into a test host, lends it INPUT (a PNG or JPEG file)
-as a picture and makes each CALL on it, in order:
-  picture-host in.png 'InvertZRK(10, 10, 200, 100)' InvertGrayZRK -o out.png
+Runs the picture plug-in in a test host: lends it each INPUT as a picture and
+makes each CALL on it, in order, then writes the last picture to OUTPUT.
+  picture-host photo.jpg 'InvertZRK(10, 10, 200, 100)' InvertGrayZRK -o out.png
+
+Pictures: INPUT is any file libvips reads (PNG, JPEG, WebP, TIFF, GIF, ...),
+or - for standard input; it is turned upright by its EXIF orientation, and a
+picture of more than 8 bits a channel is reduced to 8 (said once). OUTPUT's
+extension chooses the format: .png, .jpg/.jpeg (--quality), .webp (--quality)
+or .tif/.tiff; - writes PNG to standard output (printed values then go to
+standard error). The file is written under a temporary name beside it and
+renamed into place, so a run that fails leaves any earlier file, and the input,
+as they were. A picture whose header gives a side over 32767 or more pixels
+than --max-pixels is refused before it is decoded.
+
+Transparency: an INPUT with alpha is lent with its own colours, and a result
+of the same size (what every operation but the channel composition of pictures
+of other sizes, the waveform and the binary string returns) is written with the
+input's alpha back on, straight; a setter that changes the picture in place keeps
+the alpha bytes it leaves. JPEG holds no alpha. --flatten lends the picture
+premultiplied, as the host holds it, and writes the plug-in's opaque result:
+the picture flattened onto black.
+
+Several inputs: picture-host a.jpg b.png c.tif CALL... --out-dir DIR writes
+DIR/a.jpg, DIR/b.png, ...; -o '{name}-new.png' names each output after its input
+({name} is the input's name without extension). Each input runs in a process of
+its own, -j N at a time; one that fails does not stop the others. A progress
+line shows on a terminal, and a summary line (done, failed) ends the run; the
+exit status is 2 when any input failed.
+
 A CALL names a method or a plug-in class:
   Method(arg, ...)        an extension method of the current picture or, when
                           none takes these arguments, a global method; self
                           passes the current picture:
-                            'TintPictureZRK(self, &c808080, &cFFC080)'
+                            'TintPictureZRK(self, &c808080, #FFC080)'
   Method(arg, ...) = value
                           assigns through the setter of that name on the
                           current picture, which changes in place:
@@ -718,13 +746,14 @@ A CALL names a method or a plug-in class:
                           its DestinationPicture becomes the current picture:
                             'PictureSepiaZRK(SepiaRed=40, SepiaBlue=-20)'
 A call that returns a picture makes it the current picture; any other result is
-printed as NAME = value, and so is each byref argument after the call. The last
-picture is written to OUTPUT as PNG (RGBA when it has an alpha channel). Without
--o nothing is written.
+printed as NAME = value, and so is each byref argument after the call. Without
+-o or --out-dir nothing is written. A name the plug-in does not know is
+refused with the nearest one it does.
 
 Arguments and settings are host-text literals or self: 12, -3, &hFF, 1.5, true,
-false, nil, &cFF8000 (a colour), "text" (a quote inside is written twice), and:
-  picture("b.png")   a picture read from a PNG or JPEG file, lent like INPUT:
+false, nil, &cFF8000 or #FF8000 (a colour), "text" (a quote inside is written
+twice), and:
+  picture("b.png")   a picture read from a file, lent like INPUT:
                        'MergePictureZRK(self, picture("b.png"))'
   file("data.bin")   a file's bytes, as a memoryblock or a string, whichever the
                      parameter takes: 'BinaryStringtoPictureZRK(file("p.ppic"))'
@@ -738,18 +767,23 @@ false, nil, &cFF8000 (a colour), "text" (a quote inside is written twice), and:
                      after the call and keeps its value for later calls:
                        'FindPictureZRK(picture("pattern.png"), x, y)' 'InvertZRK(x, y, 8, 8)'
                        'CountColorsZRK(red, green, blue, count)'
-A memoryblock prints as its size and, for 1024 bytes (256 counters, as the
-histograms are), the counters' total, the values counted and the peak; other
-sizes show their first bytes. A string that is not text prints as its size and
-first bytes; --save-string writes it whole.
+An integer must lie in its parameter's range (integer: -2147483648 to
+2147483647; color and UInt32: 0 to 4294967295). A memoryblock prints as its
+size and, for 1024 bytes (256 counters, as the histograms are), the counters'
+total, the values counted and the peak; other sizes show their first bytes. A
+string that is not text prints as its size and first bytes; --save-string
+writes it whole.
 
-A lookup table's lattice, the indexed property Table(r, g, b, x), is set whole:
-from a built-in table, identity, invert or warm ('PictureLut3DZRK(Table=warm)'),
-or from a text file ('PictureLut3DZRK(Table="grade.txt")') of lines
-  r g b  red green blue
-each giving a node's indices (0 to 17; index i stands for the channel value
-17*i) and its output colour in channel units. '#' starts a comment; nodes not
-given map to themselves.
+A lookup table's lattice, the indexed property Table(r, g, b, x), is set whole,
+node i standing for the channel value 17*i, from:
+  Table=warm            a built-in table: identity, invert or warm
+  Table="grade.cube"    a colour lookup file OpenColorIO reads: .cube (any
+                        LUT_3D_SIZE, DOMAIN_MIN/DOMAIN_MAX), .3dl, .csp, .spi3d...
+  Table=hald("h.png")   a Hald picture (L*L*L pixels a side)
+  Table="nodes.txt"     lines "r g b  red green blue": a node's indices (0 to 17)
+                        and its output in channel units; '#' starts a comment;
+                        nodes not given map to themselves
+Files are sampled at the lattice's nodes.
 
 render reads SOUND (WAV or FLAC), mixes its channels to mono and calls
 RenderSamplesZRK with the samples in a memoryblock (Samples, SampleCount and
@@ -759,10 +793,22 @@ the method; one not given takes its declared default, Width the sample count
 up to 1000 and the rest 0 (Smooth off, Height 500, no outline):
   picture-host render song.wav 'RenderSamplesZRK(Width=1200, Height=300, outlinewidth=1)' -o wave.png
 
-list prints every method and class member the plug-in registers.
+list prints every method and class the plug-in registers, by family, with a
+one-line summary; describe NAME says what one does, its parameters with their
+units and ranges, the quirks kept on purpose and an example. gallery DIR runs
+every example on INPUT (default: a generated photo-like picture) and on the
+colour chart and writes DIR/index.html with the pictures before and after, the
+values, histograms, found positions and a waveform; it prints the page's path.
 
 Options:
-  -o, --output FILE    write the final picture to FILE as PNG
+  -o, --output FILE    write the final picture to FILE (or a {name} pattern)
+  --out-dir DIR        write each input's result to DIR (made when missing)
+  -j, --jobs N         inputs run N at a time (default 1)
+  --flatten            lend pictures with alpha premultiplied and write the
+                       plug-in's opaque result
+  --quality Q          JPEG and WebP quality, 1 to 100 (default 90)
+  --png-compression C  PNG compression, 0 (none) to 9 (default 1: fast)
+  --max-pixels N       refuse pictures of more pixels (default 268435456)
   --chart              use the built-in 256x128 colour chart instead of INPUT
   --no-input           start without a picture: self is nil until a call
                        returns one
@@ -781,6 +827,7 @@ Options:
                        alpha channel (which needs 1 to 4). Pictures the host
                        makes use the same byte order.
   -h, --help           show this text
+  --version            show the version
 
 Exit status: 0 success; 1 the plug-in left references, locks or exceptions
 unbalanced in the host's ledger, or crashed; 2 any other error.

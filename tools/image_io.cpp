@@ -18,6 +18,9 @@ std::string SystemError() { return std::strerror(errno); }
 void StartVips() {
   static const bool started = [] {
     if (VIPS_INIT("picture-host") != 0) return false;
+    // Every failure reaches the user as one line of its own; libvips' warnings about damaged data would
+    // come on top of it.
+    g_log_set_handler("VIPS", G_LOG_LEVEL_WARNING, [](const gchar*, GLogLevelFlags, const gchar*, gpointer) {}, nullptr);
     vips_cache_set_max(0);  // every picture is read and written once
     return true;
   }();

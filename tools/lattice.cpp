@@ -159,7 +159,10 @@ Lattice ReadColourFileLattice(const std::string& path) {
     throw LatticeError("table '" + path + "': " + message);
   }
   Lattice lattice(nodes.size());
-  for (size_t i = 0; i < nodes.size(); ++i) lattice[i] = 255.0 * nodes[i];
+  // Files hold about six decimals and OpenColorIO computes in single precision:
+  // values are kept to a thousandth of a channel unit, so that a node the file
+  // means as a whole channel value (0.933333 for 238) stays whole.
+  for (size_t i = 0; i < nodes.size(); ++i) lattice[i] = std::round(255.0 * nodes[i] * 1e3) / 1e3;
   return lattice;
 }
 

@@ -2,7 +2,10 @@
 // picture files, the lending of pixels to host pictures, and the demo chart.
 #include <gmock/gmock.h>
 
+#include <vips/vips.h>
+
 #include <array>
+#include <fstream>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -27,17 +30,17 @@ TEST(ParseCall, ReadsTheNameAndEveryLiteralForm) {
   const Argument nil = std::monostate{};
   const std::vector<Case> cases = {
       {"F(0, -3, +7, 2147483647, -2147483648, 4294967295)", "F", {0, -3, 7, 2147483647, -2147483648LL, 4294967295LL}},
-      {"F( &hFF ,&HfF,&o17,&b101,&hFFFFFFFF, &cFF8000, &c00ff00)", "F",
-       {255, 255, 15, 5, 4294967295LL, 0xFF8000, 0x00FF00}},
+      {"F( &hFF ,&HfF,&o17,&b101,&hFFFFFFFF, &cFF8000, &c00ff00, #FF8000, #00ff00)", "F",
+       {255, 255, 15, 5, 4294967295LL, 0xFF8000, 0x00FF00, 0xFF8000, 0x00FF00}},
       {"F(1.5, -0.25, .5, 5., 1e3, 2.5E-2, +1.0, true, FALSE, nil, Nil)", "F",
        {1.5, -0.25, 0.5, 5.0, 1000.0, 0.025, 1.0, true, false, nil, nil}},
       {R"-(F("a, b (c)", "", "say ""hi""", " x "))-", "F",
        {std::string("a, b (c)"), std::string(), std::string("say \"hi\""), std::string(" x ")}},
       {"TintPictureZRK(self, &c808080, SELF)", "TintPictureZRK", {CurrentPicture{}, 0x808080, CurrentPicture{}}},
       // In a setting, a bare name is a word; the keywords and self are not.
-      {R"(C(A=-1, b = self, Table=warm, T="x=y", On=TRUE, N=nil))", "C", {},
+      {R"(C(A=-1, b = self, Table=warm, T="x=y", On=TRUE, N=nil, H=hald("h.png")))", "C", {},
        {{"A", -1}, {"b", CurrentPicture{}}, {"Table", Word{"warm"}}, {"T", std::string("x=y")}, {"On", true},
-        {"N", nil}}},
+        {"N", nil}, {"H", HaldFile{"h.png"}}}},
       // Files, tables and variables; the commas and parentheses of a file name are its own.
       {R"-(F(picture("a, (b).png"), FILE ( "t.bin" ), table(Invert), table("c.bin"), x, Count_2, nil))-", "F",
        {PictureFile{"a, (b).png"}, FileData{"t.bin"}, ChannelTable{"invert", ""}, ChannelTable{"", "c.bin"},
@@ -63,6 +66,7 @@ TEST(ParseCall, NamesWhatIsMalformed) {
       {"F(&h100000000)", "argument 1: integer '&h100000000' does not fit 32 bits"},
       {"F(1e999)", "argument 1: double '1e999' is out of range"},
       {"F(&c12345)", "argument 1: colour '&c12345' must be &c and six hex digits"},
+      {"F(#12345G)", "argument 1: colour '#12345G' must be # and six hex digits"},
       {R"(F(file(""), 2))", "argument 1: file(...) takes a file name in quotes"},
       {"F(1, table(warm))", "argument 2: no built-in channel table 'warm' (identity, invert)"},
       {"F(true) =", "the value assigned: empty argument"},
@@ -120,6 +124,82 @@ std::string Summary(const Options& o) {
   if (o.layout) s += " layout=" + std::to_string(*o.layout);
   const uint32_t made[] = {o.host.newPictureAlphaInfo, o.host.alphaPictureAlphaInfo};
   return made[0] == 5 && made[1] == 1 ? s : s + " made=" + std::to_string(made[0]) + "/" + std::to_string(made[1]);
+}
+
+// Colour lookup files and Hald pictures, sampled at the lattice's nodes: index i at channel value 17 i, and
+// 16 and 17 at 255. Both files are chosen so that the values between their own nodes are known exactly.
+TEST(Lattice, ColourFilesAndHaldPicturesAreSampledAtTheNodes) {
+  const std::string dir = ::testing::TempDir();
+  // A 3-node cube over the domain 0..2: input x lands at index x, and the outputs grow linearly with the
+  // indices, so every lattice node's output is (v/4, v/2, 255 - v/2) for the node's values v.
+  std::ofstream cube(dir + "/half.cube");
+  cube << "TITLE \"half\"\n# a comment\nLUT_3D_SIZE 3\nDOMAIN_MIN 0 0 0\nDOMAIN_MAX 2 2 2\n";
+  for (int b = 0; b < 3; ++b) {
+    for (int g = 0; g < 3; ++g) {
+      for (int r = 0; r < 3; ++r) cube << 0.25 * r << " " << 0.5 * g << " " << 1 - 0.5 * b << "\n";
+    }
+  }
+  cube.close();
+  // A level-2 Hald picture: 8x8 pixels, a cube of 4 nodes a side at 0, 85, 170, 255; red grows with the
+  // square of its index (0, 28, 112, 252), so a node between two of them shows the interpolation.
+  Image hald(8, 8, false);
+  for (int at = 0; at < 64; ++at) {
+    const int r = at % 4, g = at / 4 % 4, b = at / 16;
+    hald.Set(at % 8, at / 8, {uint8_t(28 * r * r), uint8_t(85 * g), uint8_t(255 - 85 * b)});
+  }
+  struct Node { int r, g, b; std::array<double, 3> cube, hald; };
+  const Node nodes[] = {
+      {0, 0, 0, {0, 0, 255}, {0, 0, 255}},
+      {3, 6, 15, {12.75, 51, 127.5}, {0.4 * 0 + 0.6 * 28, 102, 0}},  // 51 lies 3/5 of the way from 0 to 85
+      {7, 7, 7, {29.75, 59.5, 195.5}, {0.6 * 28 + 0.4 * 112, 119, 136}},
+      {5, 0, 15, {21.25, 0, 127.5}, {28, 0, 0}},
+      {17, 16, 17, {63.75, 127.5, 127.5}, {252, 255, 0}},
+  };
+  const Lattice fromCube = ReadTableFile(dir + "/half.cube"), fromHald = HaldLattice(hald, "hald.png");
+  for (const Node& n : nodes) {
+    for (int x = 0; x < 3; ++x) {
+      EXPECT_NEAR(fromCube[LatticeIndex(n.r, n.g, n.b, x)], n.cube[x], 1e-3) << n.r << " " << n.g << " " << n.b << " " << x;
+      EXPECT_NEAR(fromHald[LatticeIndex(n.r, n.g, n.b, x)], n.hald[x], 1e-9) << n.r << " " << n.g << " " << n.b << " " << x;
+    }
+  }
+  EXPECT_THROW(HaldLattice(Image(8, 9, false), "x.png"), LatticeError);
+  std::ofstream(dir + "/bad.cube") << "LUT_3D_SIZE 2\n0 0 0\n";
+  EXPECT_THROW(ReadTableFile(dir + "/bad.cube"), LatticeError);
+  EXPECT_THROW(ReadTableFile(dir + "/missing.cube"), LatticeError);
+}
+
+// EXIF orientation turns a picture upright; more than 8 bits a channel come down to 8, and say so.
+TEST(ImageIo, OrientationAndDepthAreAppliedOnRead) {
+  // Stored turned left, white on top: shown turned right, white on the right.
+  Image tall(8, 16, false);
+  for (int32_t y = 0; y < 8; ++y) {
+    for (int32_t x = 0; x < 8; ++x) tall.Set(x, y, {255, 255, 255});
+  }
+  VipsImage* plain = vips_image_new_from_memory(tall.pixels.data(), tall.pixels.size(), 8, 16, 3, VIPS_FORMAT_UCHAR);
+  ASSERT_NE(plain, nullptr);
+  vips_image_set_int(plain, "orientation", 6);
+  void* buffer = nullptr;
+  size_t size = 0;
+  ASSERT_EQ(vips_jpegsave_buffer(plain, &buffer, &size, "Q", 95, nullptr), 0);
+  g_object_unref(plain);
+  ReadNotes notes;
+  const Image upright = DecodeImage({static_cast<const uint8_t*>(buffer), size}, {}, &notes);
+  g_free(buffer);
+  ASSERT_TRUE(upright.width == 16 && upright.height == 8 && !notes.reducedDepth);
+  EXPECT_TRUE(upright.Get(12, 4).r > 240 && upright.Get(3, 4).r < 15);
+
+  std::vector<uint16_t> deep = {0, 257 * 10, 65535, 257 * 200, 300, 65280, 0, 0};
+  VipsImage* sixteen = vips_image_new_from_memory(deep.data(), deep.size() * 2, 2, 1, 4, VIPS_FORMAT_USHORT);
+  ASSERT_NE(sixteen, nullptr);
+  VipsImage* tagged = nullptr;
+  ASSERT_EQ(vips_copy(sixteen, &tagged, "interpretation", VIPS_INTERPRETATION_RGB16, nullptr), 0);
+  ASSERT_EQ(vips_pngsave_buffer(tagged, &buffer, &size, nullptr), 0);
+  g_object_unref(tagged);
+  g_object_unref(sixteen);
+  const Image reduced = DecodeImage({static_cast<const uint8_t*>(buffer), size}, {}, &notes);
+  g_free(buffer);
+  EXPECT_TRUE(notes.reducedDepth && reduced.alpha);
+  EXPECT_EQ(reduced.pixels, (std::vector<uint8_t>{0, 10, 255, 200, 1, 255, 0, 0}));
 }
 
 TEST(ParseCommandLine, ReadsOptionsOrNamesTheProblem) {
