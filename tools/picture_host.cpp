@@ -40,6 +40,9 @@ using testhost::Host;
 using testhost::Ref;
 using testhost::Value;
 
+// The getter that reads a picture's alpha out as a grey picture.
+constexpr std::string_view kMaskReader = "EmbeddedMaskZRK";
+
 // A failure of a run after the command line was accepted; exit status 2.
 class ToolError : public std::runtime_error {
  public:
@@ -136,12 +139,14 @@ Ref LendPicture(Host& host, const Image& image, uint32_t layout, bool premultipl
   if (!picture) throw ToolError("the host could not make a picture of the input");
   // Encode by the layout the host actually gave (the row table on console and web).
   const int32_t lent = host.PixelFormat(picture.picture());
+  const bool straight = !premultiply && image.alpha && lent != kRowTableLayout;
+  std::vector<testhost::Pixel> row(static_cast<size_t>(image.width));
   for (int32_t y = 0; y < image.height; ++y) {
     for (int32_t x = 0; x < image.width; ++x) {
       const Rgba c = image.Get(x, y);
-      const bool straight = !premultiply && image.alpha && lent != kRowTableLayout;
-      host.SetPixel(picture.picture(), x, y, straight ? testhost::Pixel{c.r, c.g, c.b, c.a} : LendPixel(lent, image.alpha, c));
+      row[x] = straight ? testhost::Pixel{c.r, c.g, c.b, c.a} : LendPixel(lent, image.alpha, c);
     }
+    host.SetRow(picture.picture(), y, row);
   }
   return picture;
 }
@@ -159,22 +164,20 @@ Image TakePicture(const Host& host, REALpicture picture, const Image* input = nu
                     " pixels and cannot be written");
   }
   const bool alpha = host.HasAlphaChannel(picture);
-  if (input != nullptr && input->width == width && input->height == height) {
-    const bool own = picture == lent && alpha && layout != kRowTableLayout;
-    Image image(width, height, true);
-    for (int32_t y = 0; y < height; ++y) {
-      for (int32_t x = 0; x < width; ++x) {
-        const testhost::Pixel p = host.GetPixel(picture, x, y);
-        const Rgba c = layout == kRowTableLayout ? ReadLentPixel(layout, alpha, p) : Rgba{p.r, p.g, p.b, 255};
-        image.Set(x, y, {c.r, c.g, c.b, own ? p.a : input->Get(x, y).a});
-      }
-    }
-    return image;
-  }
-  Image image(width, height, alpha);
+  const bool keep = input != nullptr && input->width == width && input->height == height;
+  const bool own = keep && picture == lent && alpha && layout != kRowTableLayout;
+  Image image(width, height, keep || alpha);
+  std::vector<testhost::Pixel> row(static_cast<size_t>(width));
   for (int32_t y = 0; y < height; ++y) {
+    host.GetRow(picture, y, row);
     for (int32_t x = 0; x < width; ++x) {
-      image.Set(x, y, ReadLentPixel(layout, alpha, host.GetPixel(picture, x, y)));
+      const testhost::Pixel p = row[x];
+      if (!keep) {
+        image.Set(x, y, ReadLentPixel(layout, alpha, p));
+        continue;
+      }
+      const Rgba c = layout == kRowTableLayout ? ReadLentPixel(layout, alpha, p) : Rgba{p.r, p.g, p.b, 255};
+      image.Set(x, y, {c.r, c.g, c.b, own ? p.a : input->Get(x, y).a});
     }
   }
   return image;
@@ -291,6 +294,8 @@ class Session {
 
   Ref& current() { return current_; }
   const std::optional<std::string>& lastString() const { return lastString_; }
+  // The current picture holds alpha values as grey (the mask reader's result): it is written as it is.
+  bool currentIsMask() const { return currentIsMask_; }
   // A variable's value by name, any case; null when no call made it.
   const Value* VariableValue(const std::string& name) const {
     const auto found = variables_.find(Lowered(name));
@@ -356,6 +361,7 @@ class Session {
   // By name in lower case, as the host's language tells names apart: the name as first written, and the value.
   std::map<std::string, std::pair<std::string, Value>> variables_;
   std::optional<std::string> lastString_;
+  bool currentIsMask_ = false;
 };
 
 // A value as the tool prints it after "NAME = "; objects by their declared type.
@@ -507,6 +513,7 @@ void Session::RunMethod(const Call& call) {
   const std::string type = ResultTypeOf(reached);
   if (Ref* object = std::get_if<Ref>(&result.value); object && *object && type == "picture") {
     current_ = std::move(*object);
+    currentIsMask_ = SameName(call.name, kMaskReader);
   } else if (type == "picture") {
     throw ToolError(call.text + " returned nil: the plug-in made no picture");
   } else if (!type.empty() || !std::holds_alternative<std::monostate>(result.value)) {
@@ -633,6 +640,7 @@ void Session::RunClass(const testhost::ClassRecord& record, const Call& call) {
   Ref* picture = std::get_if<Ref>(&made.value);
   if (picture == nullptr || !*picture) throw ToolError(call.text + ": Run left DestinationPicture nil");
   current_ = std::move(*picture);
+  currentIsMask_ = false;
 }
 
 void Session::Render(const Sound& sound, const Call& call) {
@@ -725,7 +733,7 @@ std::optional<std::string> RunCalls(Host& host, const Options& options, const st
     if (options.saveString) session.SaveString(*options.saveString);
     if (output) {
       if (!session.current()) throw ToolError("no picture to write: the run has none");
-      const bool keepAlpha = input && input->alpha && !options.flatten;
+      const bool keepAlpha = input && input->alpha && !options.flatten && !session.currentIsMask();
       Image result = TakePicture(host, session.current().picture(), keepAlpha ? &*input : nullptr, lent);
       if (options.flatten && result.alpha) {  // opaque, as the plug-in wrote it
         Image opaque(result.width, result.height, false);

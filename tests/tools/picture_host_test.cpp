@@ -333,8 +333,17 @@ TEST_F(PictureHost, WritesEveryFormatByExtensionKeepingTransparency) {
       for (const auto& [p, q] : {std::pair{a.r, b.r}, {a.g, b.g}, {a.b, b.b}, {alpha, b.a}}) ASSERT_LE(std::abs(p - q), c.tolerance) << i;
     }
   }
+  // The mask reader's grey picture of the alpha is written as it is.
+  Outcome o = Run({"@in.png", "EmbeddedMaskZRK(false)", "-o", "@mask.png"});
+  ASSERT_EQ(o.status, 0) << o.err;
+  const Image mask = ReadImage(Path("mask.png"));
+  ASSERT_TRUE(mask.width == in.width && !mask.alpha);
+  for (int32_t i = 0; i < in.width * in.height; ++i) {
+    const uint8_t a = in.Get(i % in.width, i / in.width).a;
+    ASSERT_EQ(mask.Get(i % in.width, i / in.width), (Rgba{a, a, a})) << i;
+  }
   // The standard streams: the picture alone on standard output, the printed values on standard error.
-  Outcome o = Run({"-", "InvertZRK", "CountColorZRK(#000000)", "-o", "-"}, {}, "cat " + Path("in.png") + " | ",
+  o = Run({"-", "InvertZRK", "CountColorZRK(#000000)", "-o", "-"}, {}, "cat " + Path("in.png") + " | ",
                   " >" + Path("piped.png"));
   ASSERT_EQ(o.status, 0) << o.err;
   EXPECT_EQ(o.err, "CountColorZRK = 0\n");
