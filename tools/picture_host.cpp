@@ -5,6 +5,7 @@
 // arguments, prints what the calls return and leave in byref arguments, and
 // writes the last picture out as PNG. See --help.
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cctype>
 #include <csignal>
@@ -18,6 +19,7 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vips/vips.h>
@@ -1012,9 +1014,9 @@ int RunGallery(const Options& options) {
   return status;
 }
 
-// One input through the calls, in this process. `noteDepth` says the 16-bit note
-// was not given yet.
-int RunOne(const Options& options, const std::string& input, bool* noteDepth) {
+// One input through the calls, in this process. `depthNoted` says whether a run
+// has told of a picture reduced to 8 bits already (a batch tells it once).
+int RunOne(const Options& options, const std::string& input, std::atomic<bool>* depthNoted) {
   std::optional<Image> picture;
   std::optional<Sound> sound;
   const std::optional<std::string> output = options.command == Command::kRender && !options.output && !options.outDir
@@ -1033,9 +1035,9 @@ int RunOne(const Options& options, const std::string& input, bool* noteDepth) {
     } else if (!options.noInput) {
       ReadNotes notes;
       picture = ReadImage(input, {options.maxPixels}, &notes);
-      if (notes.reducedDepth && *noteDepth) {
-        *noteDepth = false;
-        Complain("note: '" + input + "' has more than 8 bits a channel; the plug-in gets it reduced to 8");
+      if (notes.reducedDepth && !depthNoted->exchange(true)) {
+        Complain("note: '" + input + "' has more than 8 bits a channel; the plug-in gets it reduced to 8" +
+                 (options.inputs.size() > 1 ? " (and so does any other such input)" : ""));
       }
     }
   } catch (const ImageError& e) {
@@ -1056,6 +1058,10 @@ int RunBatch(const Options& options) {
   const bool showProgress = ::isatty(STDERR_FILENO) != 0;
   const auto start = std::chrono::steady_clock::now();
   std::map<pid_t, std::string> running;
+  // Shared by the workers, that one of them gives the 16-bit note.
+  void* shared = ::mmap(nullptr, sizeof(std::atomic<bool>), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  if (shared == MAP_FAILED) throw ToolError(std::string("cannot share memory with the workers: ") + std::strerror(errno));
+  auto* depthNoted = new (shared) std::atomic<bool>(false);
   size_t next = 0, done = 0, failed = 0;
   bool progressShown = false;
   const auto progress = [&] {
@@ -1071,10 +1077,9 @@ int RunBatch(const Options& options) {
       const pid_t child = ::fork();
       if (child == 0) {
         gLinePrefix = input + ": ";
-        bool note = true;
         int status = 2;
         try {
-          status = RunOne(options, input, &note);
+          status = RunOne(options, input, depthNoted);
         } catch (const std::exception& e) {
           Complain(e.what());
         }
@@ -1095,6 +1100,7 @@ int RunBatch(const Options& options) {
     (WIFEXITED(status) && WEXITSTATUS(status) == 0 ? done : failed) += 1;
     progress();
   }
+  ::munmap(shared, sizeof(std::atomic<bool>));
   if (progressShown) std::cerr << "\r\033[K";
   std::cerr << "picture-host: " << done << " done, " << failed << " failed\n";
   return failed == 0 ? 0 : 2;
@@ -1115,8 +1121,8 @@ int Run(const std::vector<std::string>& args) {
     case Command::kRender:
       if (options.inputs.size() > 1) return RunBatch(options);
       if (options.inputs.size() == 1 || options.chart || options.noInput) {
-        bool note = true;
-        return RunOne(options, options.inputs.empty() ? std::string() : options.inputs[0], &note);
+        std::atomic<bool> depthNoted = false;
+        return RunOne(options, options.inputs.empty() ? std::string() : options.inputs[0], &depthNoted);
       }
       break;
     default:
