@@ -3,9 +3,10 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
-#include <filesystem>
 #include <cmath>
+#include <filesystem>
 #include <cstdio>
 #include <cstring>
 #include <limits>
@@ -351,7 +352,9 @@ Literal ParseLiteral(std::string_view text) {
   if (EqualsNoCase(t, "nil")) return std::monostate{};
   if (t.front() == '&' && t.size() >= 2) return ParseRadix(t);
   if (t.front() == '#') {
-    const bool hex = t.size() == 7 && std::all_of(t.begin() + 1, t.end(), [](char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; });
+    const bool hex = t.size() == 7 && std::all_of(t.begin() + 1, t.end(), [](char c) {
+                       return std::isxdigit(static_cast<unsigned char>(c)) != 0;
+                     });
     if (!hex) throw UsageError("colour " + Quoted(t) + " must be # and six hex digits");
     return ParseRadix("&c" + std::string(t.substr(1)));
   }
@@ -440,10 +443,7 @@ namespace {
 bool LooksLikeInput(const std::string& word) {
   if (word == "-") return true;
   const std::string_view head = std::string_view(word).substr(0, word.find('('));
-  if (head.empty() || !IsIdentStart(head[0])) return word.find('(') == std::string::npos;
-  for (char c : Trim(head)) {
-    if (!IsIdentChar(c)) return true;
-  }
+  if (head.find_first_of("./") != std::string_view::npos) return true;
   std::error_code ec;
   return word.find('(') == std::string::npos && std::filesystem::is_regular_file(word, ec);
 }
@@ -594,10 +594,13 @@ Options ParseCommandLine(std::span<const std::string> args) {
   }
   size_t first = 0;
   if (options.command == Command::kRun && pictureInput) {
+    if (positional.empty()) throw UsageError("no input picture given (see --help)");
+    if (!LooksLikeInput(positional[0])) {
+      throw UsageError("no input picture given before the call " + Quoted(positional[0]) + " (see --help)");
+    }
     while (first < positional.size() && (first == 0 || LooksLikeInput(positional[first]))) {
       options.inputs.push_back(positional[first++]);
     }
-    if (options.inputs.empty()) throw UsageError("no input picture given (see --help)");
   }
   for (size_t n = first; n < positional.size(); ++n) {
     if (LooksLikeInput(positional[n]) && positional[n].find('(') == std::string::npos) {

@@ -424,14 +424,19 @@ TEST_F(PictureHost, RefusesHeaderBombsAndKeepsFilesOnFailedWrites) {
   ASSERT_EQ(getrusage(RUSAGE_CHILDREN, &usage), 0);
   EXPECT_LT(usage.ru_maxrss, 400 * 1024) << "kB at most in a run: a decoded 32767x32767 picture needs 3 GiB";
 
-  // Files of at most 8 MiB can be written (the plug-in's copy among them); the noise, stored without
-  // compression, is larger, so each write of it fails.
-  const Image big = Noise(1800, 1800, false, 9);
-  WriteImage(Path("in.png"), big, {90, 0});
+  // Files can be written up to a little more than the plug-in's size (the host writes a copy of it); the
+  // waveform made from the input, 3200x2600 pixels stored without compression, is far larger, so every
+  // write of it fails: to a file of its own, and to the input.
+  const auto limit = std::filesystem::file_size(std::filesystem::path(PICTURE_HOST_EXE).parent_path() /
+                                                "picture_plugin.so") / 1024 + 512;
+  ASSERT_LT(limit * 1024, 3200u * 2600 * 3);
+  WriteFileBytes(Path("s.raw"), std::vector<uint8_t>{0x10, 0x80, 0xF0, 0x40});
   const std::vector<uint8_t> input = ReadFileBytes(Path("in.png")), earlier = {'o', 'l', 'd'};
   WriteFileBytes(Path("out.png"), earlier);
+  const std::string wave = "RenderSamplesZRK(file(\"" + Path("s.raw") + "\"), 4, 0, 3200, 2600, 0)";
   for (const std::string target : {"@out.png", "@in.png"}) {
-    const Outcome o = Run({"@in.png", "InvertZRK", "--png-compression", "0", "-o", target}, {}, "trap '' XFSZ; ulimit -f 8192; ");
+    const Outcome o = Run({"@in.png", wave, "--png-compression", "0", "-o", target}, {},
+                          "trap '' XFSZ; ulimit -f " + std::to_string(limit) + "; ");
     EXPECT_TRUE(o.status == 2 && o.err.find("cannot write") != std::string::npos) << o.err;
     EXPECT_EQ(ReadFileBytes(Path("out.png")), earlier);
     EXPECT_EQ(ReadFileBytes(Path("in.png")), input);
@@ -439,9 +444,9 @@ TEST_F(PictureHost, RefusesHeaderBombsAndKeepsFilesOnFailedWrites) {
   for (const auto& entry : std::filesystem::directory_iterator(dir_)) {
     EXPECT_FALSE(entry.path().filename().string().starts_with(".")) << entry.path() << " left behind";
   }
-  const Outcome o = Run({"@in.png", "InvertZRK", "--png-compression", "0", "-o", "@in.png"});  // replaced whole
+  const Outcome o = Run({"@in.png", "InvertZRK", "-o", "@in.png"});  // replaced whole when the write succeeds
   ASSERT_EQ(o.status, 0) << o.err;
-  Image negative = big;
+  Image negative = Noise(9, 7, false, 3);
   for (uint8_t& v : negative.pixels) v = static_cast<uint8_t>(~v);
   EXPECT_EQ(ReadImage(Path("in.png")).pixels, negative.pixels);
 }

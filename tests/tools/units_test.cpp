@@ -225,7 +225,7 @@ TEST(ParseCommandLine, ReadsOptionsOrNamesTheProblem) {
       {{"-", "-", "F"}, "error: standard input (-) can be read once"},
       {{"--chrat", "F"}, "error: unknown option '--chrat'; did you mean --chart?"},
       {{"--quality", "101", "a.png"}, "error: --quality: Value 101 not in range 1 to 100"},
-      {{}, "error: no input picture given"}, {{"in.png", "-o"}, "error: --output: 1 required"},
+      {{}, "error: no input picture given"}, {{"F(1)"}, "error: no input picture given before the call 'F(1)'"}, {{"in.png", "-o"}, "error: --output: 1 required"},
       {{"--layout", "7", "in.png"}, "error: --layout"}, {{"render"}, "error: render needs a sound file"},
       {{"--kind", "console", "--layout", "1", "in.png"}, "error: --layout applies to desktop hosts only"},
       {{"list", "InvertZRK"}, "error: list takes no calls"},
