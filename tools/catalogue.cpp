@@ -7,10 +7,13 @@
 namespace picture_host {
 namespace {
 
-// Said of every method that takes a rectangle.
+// Said of the methods that take a rectangle: those that make a picture, and those that test one.
 #define RECTANGLE_NOTE                                                                                   \
   "  left, top      pixels from the top-left corner; a negative value is clipped to 0\n"                \
   "  width, height  pixels; 0 or less reaches the right or bottom edge\n"
+#define SCAN_RECTANGLE_NOTE                                                                              \
+  "  left, top      pixels from the top-left corner; a negative value is clipped to 0\n"                \
+  "  width, height  pixels; a negative value reaches the right or bottom edge, 0 covers nothing\n"
 
 constexpr std::array<std::string_view, 8> kFamilies = {
     "Inversion", "Tone and contrast", "Colour", "Analysis", "Colour replacement", "Composition",
@@ -96,16 +99,16 @@ constexpr CatalogueEntry kEntries[] = {
      "TransformColorsZRK(table(invert), table(identity), table(identity))"},
 
     {"isBlackZRK", "Analysis", "whether every pixel (of a rectangle) is black",
-     "True when red, green and blue are 0 everywhere in the picture or the rectangle:\n" RECTANGLE_NOTE
+     "True when red, green and blue are 0 everywhere in the picture or the rectangle:\n" SCAN_RECTANGLE_NOTE
      "Alpha and masks play no part.",
      "isBlackZRK"},
     {"isWhiteZRK", "Analysis", "whether every pixel (of a rectangle) is white",
-     "True when red, green and blue are 255 everywhere in the picture or the rectangle:\n" RECTANGLE_NOTE
+     "True when red, green and blue are 255 everywhere in the picture or the rectangle:\n" SCAN_RECTANGLE_NOTE
      "Alpha and masks play no part.",
      "isWhiteZRK(0, 0, 16, 16)"},
     {"isGrayZRK", "Analysis", "whether every pixel (of a rectangle) is grey",
      "tolerance: how far, in channel units, red, green and blue may differ and still count as grey\n"
-     "(default 0). isGrayZRK(tolerance, left, top, width, height) tests a rectangle:\n" RECTANGLE_NOTE,
+     "(default 0). isGrayZRK(tolerance, left, top, width, height) tests a rectangle:\n" SCAN_RECTANGLE_NOTE,
      "isGrayZRK(8)"},
     {"ColornessZRK", "Analysis", "the share of colourful pixels, 0.0 to 1.0",
      "threshold in channel units (default 10): a pixel is colourful when green differs from red or\n"
@@ -136,7 +139,7 @@ constexpr CatalogueEntry kEntries[] = {
      "ExtractColorZRK(&cFFFFFF, &c000000, &cFFFFFF)"},
     {"ExtractColorRectangleMaskZRK", "Colour replacement", "black boxes over the coloured areas",
      "A black-and-white picture: every coloured (not grey) area of the picture or the rectangle is\n"
-     "covered by a filled black rectangle on white.\n" RECTANGLE_NOTE,
+     "covered by a filled black rectangle on white.\n" SCAN_RECTANGLE_NOTE,
      "ExtractColorRectangleMaskZRK"},
 
     {"MergePictureZRK", "Composition", "the brighter of two pictures, channel by channel (global)",
@@ -195,7 +198,8 @@ constexpr CatalogueEntry kEntries[] = {
      "(pixels; Width defaults to one column a sample up to 1000, Height to 500), Smooth (columns\n"
      "averaged, 0 = off), outlinewidth (pixels, 0 = none), BackColor, ForeColor, OutLineColor,\n"
      "AutoScale (true scales the loudest column to the full height).\n"
-     "Kept on purpose: without AutoScale the scale is fixed, so a quiet sound draws a thin line.",
+     "Kept on purpose: without AutoScale the scale is the encoding's full range, so a quiet sound\n"
+     "draws a thin line.",
      "RenderSamplesZRK(Width=720, Height=160, Smooth=3, AutoScale=true, outlinewidth=1)"},
 };
 

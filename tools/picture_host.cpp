@@ -833,7 +833,7 @@ void PrintList(const Host& host) {
   std::cout << "\npicture-host describe NAME tells more.\n";
 }
 
-int Describe(const Host& host, const std::string& name) {
+void PrintDescription(const Host& host, const std::string& name) {
   std::vector<std::string> declarations, known;
   std::string registered;
   for (const auto& c : host.registrations().classes) {
@@ -861,12 +861,20 @@ int Describe(const Host& host, const std::string& name) {
   for (const std::string& line : declarations) std::cout << "  " << line << '\n';
   if (!entry) {
     std::cout << "\nNo description is kept for " << registered << ".\n";
-    return 0;
+    return;
   }
-  std::cout << '\n' << entry->details << "\n\nExample:\n  picture-host "
-            << (SameName(entry->name, kRenderMethod) ? "render sound.wav '" : "photo.jpg '") << entry->example
-            << "' -o out.png\n";
-  return 0;
+  // The example writes a picture when the call makes one (or changes the picture in place).
+  const auto& classes = host.registrations().classes;
+  const bool makesPicture =
+      entry->name.starts_with("Scroll") ||
+      std::any_of(classes.begin(), classes.end(), [&](const auto& c) { return SameName(c.name, name); }) ||
+      std::any_of(declarations.begin(), declarations.end(),
+                  [](const std::string& d) { return DeclaredResultType(d) == "picture"; });
+  std::string details(entry->details);
+  while (details.ends_with('\n')) details.pop_back();
+  std::cout << '\n' << details << "\n\nExample:\n  picture-host "
+            << (SameName(entry->name, kRenderMethod) ? "render sound.wav '" : "photo.jpg '") << entry->example << "'"
+            << (makesPicture ? " -o out.png" : "") << '\n';
 }
 
 // ---- the gallery ----
@@ -927,7 +935,8 @@ GallerySection GallerySectionOf(Host& host, const Options& options, const std::s
       const std::string file = std::to_string(++number) + "-" + std::string(entry.name) + ".png";
       const bool inPlace = call.assigned.has_value() || entry.name.starts_with("Scroll");
       if (session.current() && (session.current().picture() != lent || inPlace)) {
-        WriteImage(file, TakePicture(host, session.current().picture()));
+        const bool keepAlpha = picture.alpha && !options.flatten && !session.currentIsMask();
+        WriteImage(file, TakePicture(host, session.current().picture(), keepAlpha ? &picture : nullptr, lent));
         item.after = folder + "/" + file;
       }
       const auto* x = session.VariableValue("x");
@@ -1021,7 +1030,9 @@ int RunOne(const Options& options, const std::string& input, std::atomic<bool>* 
   std::optional<Sound> sound;
   const std::optional<std::string> output = options.command == Command::kRender && !options.output && !options.outDir
                                                 ? std::nullopt
-                                                : OutputFor(options, input.empty() ? "chart" : input);
+                                                : OutputFor(options, !input.empty()  ? input
+                                                                     : options.chart ? "chart"
+                                                                                     : "result");
   try {
     if (output && *output != "-") FormatOfName(*output);  // an unknown extension fails before any work
     if (output && (options.outDir || options.output->find("{name}") != std::string::npos)) {
@@ -1133,7 +1144,7 @@ int Run(const std::vector<std::string>& args) {
   if (options.command == Command::kList) {
     PrintList(host);
   } else if (options.command == Command::kDescribe) {
-    Describe(host, options.topic);
+    PrintDescription(host, options.topic);
   } else if (options.command == Command::kNames) {
     std::set<std::string> names;
     for (const auto& c : host.registrations().classes) names.insert(c.name);
