@@ -117,7 +117,7 @@ constexpr CatalogueEntry kEntries[] = {
      "ColornessZRK(10)"},
     {"CountColorZRK", "Analysis", "how many pixels have exactly one colour",
      "col: the colour, &cRRGGBB or #RRGGBB; no tolerance.",
-     "CountColorZRK(&cFFFFFF)"},
+     "CountColorZRK(&c808080)"},
     {"CountColorsZRK", "Analysis", "three histograms and the pixel count",
      "CountColorsZRK(red, blue, green, count): each a variable; the three become memoryblocks of 256\n"
      "counters (4 bytes each, counter v = pixels whose channel is v) and count the number of pixels.\n"
@@ -132,11 +132,11 @@ constexpr CatalogueEntry kEntries[] = {
 
     {"ReplaceColorZRK", "Colour replacement", "one exact colour replaced by another",
      "ReplaceColorZRK(SearchColor, ReplaceWithColor): colours as &cRRGGBB or #RRGGBB; no tolerance.",
-     "ReplaceColorZRK(&cFFFFFF, &cFF0000)"},
+     "ReplaceColorZRK(&c808080, &cFF0000)"},
     {"ExtractColorZRK", "Colour replacement", "one exact colour kept, the rest a background",
      "ExtractColorZRK(SearchColor, ReplaceWithColor, BackGroundColor): pixels of SearchColor become\n"
      "ReplaceWithColor, all others BackGroundColor.",
-     "ExtractColorZRK(&cFFFFFF, &c000000, &cFFFFFF)"},
+     "ExtractColorZRK(&c808080, &c000000, &cFFFFFF)"},
     {"ExtractColorRectangleMaskZRK", "Colour replacement", "black boxes over the coloured areas",
      "A black-and-white picture: every coloured (not grey) area of the picture or the rectangle is\n"
      "covered by a filled black rectangle on white.\n" SCAN_RECTANGLE_NOTE,

@@ -36,6 +36,17 @@ std::string Url(const std::string& path) {
   return out;
 }
 
+// The description as flowing text: a line break is kept only before an indented
+// line (a parameter) and before what is kept on purpose.
+std::string Flowing(const std::string& text) {
+  std::string out;
+  for (size_t i = 0; i < text.size(); ++i) {
+    const bool keep = i + 1 < text.size() && (text[i + 1] == ' ' || text.compare(i + 1, 4, "Kept") == 0);
+    out += text[i] == '\n' && !keep ? ' ' : text[i];
+  }
+  return out;
+}
+
 std::string Picture(const std::string& file, const std::string& alt) {
   return "<img src=\"" + Url(file) + "\" alt=\"" + Escaped(alt) + "\">";
 }
@@ -86,7 +97,7 @@ Results that are no picture are printed beside it; histograms are drawn; a found
     html += "<h2>" + Escaped(section.title) + "</h2>\n<table>\n";
     for (const GalleryItem& item : section.items) {
       html += "<tr><td><code>" + Escaped(item.call) + "</code><br><b>" + Escaped(item.summary) + "</b><pre>" +
-              Escaped(item.details) + "</pre></td>\n<td>";
+              Escaped(Flowing(item.details)) + "</pre></td>\n<td>";
       if (!item.before.empty()) html += Picture(item.before, "before");
       html += "</td>\n<td>";
       if (!item.after.empty()) html += Picture(item.after, "after " + item.call);
