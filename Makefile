@@ -32,14 +32,11 @@ test: build build-asan
 	@echo "== sanitizer build"
 	@ASAN_OPTIONS=detect_leaks=1 ctest --test-dir build-asan -j $(JOBS) --output-on-failure
 
-demo: build
-	@mkdir -p build/demo
-	@./build/picture-host --chart -o build/demo/chart.png
-	@./build/picture-host build/demo/chart.png InvertZRK -o build/demo/chart-inverted.png
-	@./build/picture-host build/demo/chart.png 'PictureSepiaZRK(SepiaRed=40, SepiaGreen=20, SepiaBlue=-20)' -o build/demo/chart-sepia.png
-	@./build/chord-wav build/demo/chord.wav 3
-	@./build/picture-host render build/demo/chord.wav 'RenderSamplesZRK(Width=900, Height=240, Smooth=3, AutoScale=true, outlinewidth=1)' -o build/demo/wave.png
-	@echo "inverted chart: build/demo/chart-inverted.png, sepia: build/demo/chart-sepia.png (source: build/demo/chart.png), waveform: build/demo/wave.png (sound: build/demo/chord.wav)"
+# Only the tool and the plug-in it runs: the gallery page of every method and class.
+demo: deps
+	@cmake -S . -B build $(CMAKE_FLAGS) -DCMAKE_BUILD_TYPE=Release >/dev/null
+	@cmake --build build -j $(JOBS) --target picture-host picture_plugin
+	@./build/picture-host gallery build/demo
 
 bench: build
 	@./build/picture_bench

@@ -509,6 +509,26 @@ void Host::SetPixel(REALpicture picture, int32_t x, int32_t y, Pixel pixel) {
   if (auto* found = pixels_of(*impl_, picture, x, y, "SetPixel")) found->set_word(x, y, encode(found->format, pixel));
 }
 
+void Host::GetRow(REALpicture picture, int32_t y, std::span<Pixel> row) const {
+  const auto* found = pixels_of(*impl_, picture, 0, y, "GetRow");
+  if (found == nullptr) return;
+  if (row.size() != static_cast<size_t>(found->width)) {
+    fault(*impl_, "GetRow of " + std::to_string(row.size()) + " pixels from " + describe(*found));
+    return;
+  }
+  for (int32_t x = 0; x < found->width; ++x) row[x] = decode(found->format, found->word(x, y));
+}
+
+void Host::SetRow(REALpicture picture, int32_t y, std::span<const Pixel> row) {
+  auto* found = pixels_of(*impl_, picture, 0, y, "SetRow");
+  if (found == nullptr) return;
+  if (row.size() != static_cast<size_t>(found->width)) {
+    fault(*impl_, "SetRow of " + std::to_string(row.size()) + " pixels into " + describe(*found));
+    return;
+  }
+  for (int32_t x = 0; x < found->width; ++x) found->set_word(x, y, encode(found->format, row[x]));
+}
+
 uint32_t Host::Word(REALpicture picture, int32_t x, int32_t y) const {
   const auto* found = pixels_of(*impl_, picture, x, y, "Word");
   return found != nullptr ? found->word(x, y) : 0;

@@ -245,6 +245,10 @@ class Host {
   int32_t PixelFormat(REALpicture picture) const;
   Pixel GetPixel(REALpicture picture, int32_t x, int32_t y) const;
   void SetPixel(REALpicture picture, int32_t x, int32_t y, Pixel pixel);
+  // Row y whole, as GetPixel and SetPixel give it pixel by pixel; `row` holds the
+  // picture's width of pixels (a fault otherwise).
+  void GetRow(REALpicture picture, int32_t y, std::span<Pixel> row) const;
+  void SetRow(REALpicture picture, int32_t y, std::span<const Pixel> row);
   uint32_t Word(REALpicture picture, int32_t x, int32_t y) const;  // the raw 32-bit word
   REALpicture Mask(REALpicture picture) const;  // borrowed; null when none
   // Opaque colour at (x, y) as 0x00RRGGBB decoded by the layout (desktop premultiplied

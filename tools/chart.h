@@ -20,3 +20,14 @@ Rgba ChartHue(int32_t x);
 Image MakeChart();
 
 }  // namespace picture_host
+
+namespace picture_host {
+
+// A photo-like picture, 320x200, opaque: a sky graded to the horizon, a sun, two
+// ranges of hills, a lake with the sun's reflection and a little grain; grey,
+// colourful, bright and dark parts for every operation to show on.
+constexpr int32_t kSceneWidth = 320;
+constexpr int32_t kSceneHeight = 200;
+Image MakeScene();
+
+}  // namespace picture_host

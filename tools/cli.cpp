@@ -1,7 +1,12 @@
 #include "tools/cli.h"
 
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cmath>
+#include <filesystem>
 #include <cstdio>
 #include <cstring>
 #include <limits>
@@ -270,9 +275,10 @@ std::optional<Argument> ParseFileForm(std::string_view t) {
   const std::string_view inner = Trim(t.substr(open + 1, close - open - 1));
   if (EqualsNoCase(form, "picture")) return PictureFile{FileName("picture", inner)};
   if (EqualsNoCase(form, "file")) return FileData{FileName("file", inner)};
+  if (EqualsNoCase(form, "hald")) return HaldFile{FileName("hald", inner)};
   if (!EqualsNoCase(form, "table")) {
     throw UsageError(Quoted(t) + " is not a literal; the forms with parentheses are picture(\"file\"), "
-                     "file(\"file\") and table(name or \"file\")");
+                     "file(\"file\"), table(name or \"file\") and hald(\"file\")");
   }
   if (IsName(inner)) {
     if (!BuiltInChannelTable(inner)) {
@@ -299,13 +305,6 @@ Argument ParseValue(std::string_view text, bool inSetting) {
     return Variable{std::string(t)};
   }
   return ParseLiteral(t);
-}
-
-std::string TakeValue(std::span<const std::string> args, size_t& i, std::string_view name,
-                      const std::optional<std::string>& inlineValue) {
-  if (inlineValue) return *inlineValue;
-  if (i + 1 >= args.size()) throw UsageError("option " + std::string(name) + " needs a value");
-  return args[++i];
 }
 
 // Valid UTF-8 without NUL: bytes that read as text.
@@ -352,6 +351,13 @@ Literal ParseLiteral(std::string_view text) {
   if (EqualsNoCase(t, "false")) return false;
   if (EqualsNoCase(t, "nil")) return std::monostate{};
   if (t.front() == '&' && t.size() >= 2) return ParseRadix(t);
+  if (t.front() == '#') {
+    const bool hex = t.size() == 7 && std::all_of(t.begin() + 1, t.end(), [](char c) {
+                       return std::isxdigit(static_cast<unsigned char>(c)) != 0;
+                     });
+    if (!hex) throw UsageError("colour " + Quoted(t) + " must be # and six hex digits");
+    return ParseRadix("&c" + std::string(t.substr(1)));
+  }
   if (IsDigit(t.front()) || t.front() == '+' || t.front() == '-' || t.front() == '.') {
     return ParseNumber(t);
   }
@@ -430,124 +436,191 @@ std::optional<std::vector<uint8_t>> BuiltInChannelTable(std::string_view name) {
   return std::nullopt;
 }
 
+namespace {
+
+// Whether a word on the command line names a picture rather than a call: calls are
+// a name, then parentheses or nothing.
+bool LooksLikeInput(const std::string& word) {
+  if (word == "-") return true;
+  const std::string_view head = std::string_view(word).substr(0, word.find('('));
+  if (head.find_first_of("./") != std::string_view::npos) return true;
+  std::error_code ec;
+  return word.find('(') == std::string::npos && std::filesystem::is_regular_file(word, ec);
+}
+
+// The long options, for "did you mean".
+const std::vector<std::string>& OptionNames() {
+  static const std::vector<std::string> names = {
+      "--output", "--out-dir", "--jobs", "--flatten", "--quality", "--png-compression", "--max-pixels",
+      "--chart", "--no-input", "--save-string", "--save-blocks", "--encoding", "--plugin", "--host-version",
+      "--kind", "--layout", "--help", "--version"};
+  return names;
+}
+
+}  // namespace
+
 Options ParseCommandLine(std::span<const std::string> args) {
   Options options;
+  CLI::App app("picture-host", "picture-host");
+  app.set_help_flag();
+  app.allow_extras();
+  bool help = false, version = false, names = false;
   std::vector<std::string> positional;
-  bool optionsEnded = false;
-  bool encodingGiven = false;
-  std::optional<testhost::HostKind> kind;
+  std::string encoding, hostVersion, kindName;
+  std::optional<uint32_t> layout;
+  app.add_flag("-h,--help", help);
+  app.add_flag("--version", version);
+  app.add_flag("--list-names", names);  // for shell completion
+  app.add_option("-o,--output", options.output);
+  app.add_option("--out-dir", options.outDir);
+  app.add_option("-j,--jobs", options.jobs)->check(CLI::Range(1, 64));
+  app.add_flag("--flatten", options.flatten);
+  app.add_option("--quality", options.quality)->check(CLI::Range(1, 100));
+  app.add_option("--png-compression", options.pngCompression)->check(CLI::Range(0, 9));
+  app.add_option("--max-pixels", options.maxPixels)->check(CLI::Range(uint64_t{1}, uint64_t{1} << 40));
+  app.add_option("--plugin", options.plugin);
+  app.add_flag("--chart", options.chart);
+  app.add_flag("--no-input", options.noInput);
+  app.add_option("--save-string", options.saveString);
+  app.add_option("--save-blocks", options.saveBlocks);
+  app.add_option("--encoding", encoding);
+  app.add_option("--host-version", hostVersion);
+  app.add_option("--kind", kindName);
+  app.add_option("--layout", layout)->check(CLI::Range(1, 6));
+  app.add_option("words", positional);
 
-  for (size_t i = 0; i < args.size(); ++i) {
-    const std::string& arg = args[i];
-    if (optionsEnded || arg.size() < 2 || arg[0] != '-') {
-      positional.push_back(arg);
-      continue;
+  std::vector<std::string> reversed(args.rbegin(), args.rend());
+  try {
+    app.parse(reversed);
+  } catch (const CLI::ParseError& e) {
+    throw UsageError(e.what());
+  }
+  if (help) {
+    options.command = Command::kHelp;
+    return options;
+  }
+  if (version) {
+    options.command = Command::kVersion;
+    return options;
+  }
+  if (names) {
+    options.command = Command::kNames;
+    return options;
+  }
+  for (const std::string& extra : app.remaining()) {
+    if (extra == "--") continue;
+    std::string message = "unknown option " + Quoted(extra);
+    const std::string name = extra.substr(0, extra.find('='));
+    if (const std::string near = NearestName(name, OptionNames()); !near.empty()) {
+      message += "; did you mean " + near + "?";
     }
-    if (arg == "--") {
-      optionsEnded = true;
-      continue;
-    }
-    std::string name = arg;
-    std::optional<std::string> inlineValue;
-    if (const size_t eq = arg.find('='); arg.starts_with("--") && eq != std::string::npos) {
-      name = arg.substr(0, eq);
-      inlineValue = arg.substr(eq + 1);
-    }
+    throw UsageError(message + " (see --help)");
+  }
+  const auto empty = [](const std::optional<std::string>& value, const std::string& what) {
+    if (value && value->empty()) throw UsageError("option " + what + " needs a file name");
+  };
+  empty(options.output, "-o");
+  empty(options.outDir, "--out-dir");
+  empty(options.saveString, "--save-string");
+  empty(options.saveBlocks, "--save-blocks");
+  if (app.count("--plugin") > 0 && options.plugin.empty()) throw UsageError("option --plugin needs a path");
 
-    if (name == "-h" || name == "--help") {
-      options.command = Command::kHelp;
-      return options;
-    } else if (name == "-o" || name == "--output") {
-      if (options.output) throw UsageError("the output is given twice");
-      options.output = TakeValue(args, i, name, inlineValue);
-      if (options.output->empty()) throw UsageError("option " + name + " needs a file name");
-    } else if (name == "--plugin") {
-      options.plugin = TakeValue(args, i, name, inlineValue);
-      if (options.plugin.empty()) throw UsageError("option --plugin needs a path");
-    } else if (name == "--chart" || name == "--no-input") {
-      if (inlineValue) throw UsageError("option " + name + " takes no value");
-      (name == "--chart" ? options.chart : options.noInput) = true;
-    } else if (name == "--save-string" || name == "--save-blocks") {
-      std::optional<std::string>& target = name == "--save-string" ? options.saveString : options.saveBlocks;
-      if (target) throw UsageError(name + " is given twice");
-      target = TakeValue(args, i, name, inlineValue);
-      if (target->empty()) throw UsageError("option " + name + " needs a path");
-    } else if (name == "--encoding") {
-      const std::string value = TakeValue(args, i, name, inlineValue);
-      if (value == "int16") options.encoding = SampleEncoding::kInt16;
-      else if (value == "uint8") options.encoding = SampleEncoding::kUint8;
-      else if (value == "float32") options.encoding = SampleEncoding::kFloat32;
-      else if (value == "float64") options.encoding = SampleEncoding::kFloat64;
-      else throw UsageError("--encoding " + Quoted(value) + ": expected int16, uint8, float32 or float64");
-      encodingGiven = true;
-    } else if (name == "--host-version") {
-      const std::string value = TakeValue(args, i, name, inlineValue);
-      if (EqualsNoCase(value, "none")) {
-        options.host.version = std::nullopt;
-      } else {
-        double version = 0;
-        const auto [end, ec] = std::from_chars(value.data(), value.data() + value.size(), version);
-        if (value.empty() || ec != std::errc() || end != value.data() + value.size() ||
-            !std::isfinite(version) || version < 0) {
-          throw UsageError("--host-version " + Quoted(value) +
-                           ": expected a version such as 2019.011, or none");
-        }
-        options.host.version = version;
-      }
-    } else if (name == "--kind") {
-      const std::string value = TakeValue(args, i, name, inlineValue);
-      if (value == "desktop") kind = testhost::HostKind::kDesktop;
-      else if (value == "console") kind = testhost::HostKind::kConsole;
-      else if (value == "web") kind = testhost::HostKind::kWeb;
-      else throw UsageError("--kind " + Quoted(value) + ": expected desktop, console or web");
-    } else if (name == "--layout") {
-      const std::string value = TakeValue(args, i, name, inlineValue);
-      uint32_t layout = 0;
-      const auto [end, ec] = std::from_chars(value.data(), value.data() + value.size(), layout);
-      if (value.empty() || ec != std::errc() || end != value.data() + value.size() || layout < 1 ||
-          layout > 6) {
-        throw UsageError("--layout " + Quoted(value) + ": expected an alpha information from 1 to 6");
-      }
-      options.layout = layout;
+  const bool encodingGiven = app.count("--encoding") > 0;
+  if (encodingGiven) {
+    if (encoding == "int16") options.encoding = SampleEncoding::kInt16;
+    else if (encoding == "uint8") options.encoding = SampleEncoding::kUint8;
+    else if (encoding == "float32") options.encoding = SampleEncoding::kFloat32;
+    else if (encoding == "float64") options.encoding = SampleEncoding::kFloat64;
+    else throw UsageError("--encoding " + Quoted(encoding) + ": expected int16, uint8, float32 or float64");
+  }
+  if (app.count("--host-version") > 0) {
+    if (EqualsNoCase(hostVersion, "none")) {
+      options.host.version = std::nullopt;
     } else {
-      throw UsageError("unknown option " + Quoted(arg) + " (see --help)");
+      double value = 0;
+      const auto [end, ec] = std::from_chars(hostVersion.data(), hostVersion.data() + hostVersion.size(), value);
+      if (hostVersion.empty() || ec != std::errc() || end != hostVersion.data() + hostVersion.size() ||
+          !std::isfinite(value) || value < 0) {
+        throw UsageError("--host-version " + Quoted(hostVersion) + ": expected a version such as 2019.011, or none");
+      }
+      options.host.version = value;
     }
   }
-
-  if (kind) options.host.kind = *kind;
-  if (options.layout) {
-    if (options.host.kind != testhost::HostKind::kDesktop) {
-      throw UsageError("--layout applies to desktop hosts only");
-    }
+  if (app.count("--kind") > 0) {
+    if (kindName == "desktop") options.host.kind = testhost::HostKind::kDesktop;
+    else if (kindName == "console") options.host.kind = testhost::HostKind::kConsole;
+    else if (kindName == "web") options.host.kind = testhost::HostKind::kWeb;
+    else throw UsageError("--kind " + Quoted(kindName) + ": expected desktop, console or web");
+  }
+  if (layout) {
+    if (options.host.kind != testhost::HostKind::kDesktop) throw UsageError("--layout applies to desktop hosts only");
+    options.layout = layout;
     // Results come in the byte order of the input: A first for 2, 4 and 6.
-    const bool alphaFirst = *options.layout % 2 == 0;
+    const bool alphaFirst = *layout % 2 == 0;
     options.host.newPictureAlphaInfo = alphaFirst ? 6 : 5;
     options.host.alphaPictureAlphaInfo = alphaFirst ? 2 : 1;
   }
 
   if (options.chart && options.noInput) throw UsageError("--chart and --no-input exclude each other");
   const bool pictureInput = !options.chart && !options.noInput;
-  if (pictureInput && !positional.empty() && positional[0] == "list") {
+  const std::string command = pictureInput && !positional.empty() ? positional[0] : "";
+  if (command == "list") {
     options.command = Command::kList;
     if (positional.size() > 1) throw UsageError("list takes no calls");
     if (options.output) throw UsageError("list writes no picture; drop -o");
     return options;
   }
-  if (pictureInput && !positional.empty() && positional[0] == "render") {
+  if (command == "describe") {
+    options.command = Command::kDescribe;
+    if (positional.size() != 2) throw UsageError("describe takes one method or class name, as in describe InvertZRK");
+    options.topic = positional[1];
+    return options;
+  }
+  if (command == "gallery") {
+    options.command = Command::kGallery;
+    if (positional.size() < 2 || positional.size() > 3) throw UsageError("gallery takes a folder and at most one picture");
+    options.topic = positional[1];
+    if (positional.size() == 3) options.inputs.push_back(positional[2]);
+    return options;
+  }
+  if (command == "render") {
     options.command = Command::kRender;
     positional.erase(positional.begin());
     if (positional.empty()) throw UsageError("render needs a sound file (see --help)");
+    options.inputs.push_back(positional[0]);
+    positional.erase(positional.begin());
   } else if (encodingGiven) {
     throw UsageError("--encoding applies to render only");
   }
   size_t first = 0;
-  if (pictureInput) {
+  if (options.command == Command::kRun && pictureInput) {
     if (positional.empty()) throw UsageError("no input picture given (see --help)");
-    options.input = positional[0];
-    first = 1;
+    if (!LooksLikeInput(positional[0])) {
+      throw UsageError("no input picture given before the call " + Quoted(positional[0]) + " (see --help)");
+    }
+    while (first < positional.size() && (first == 0 || LooksLikeInput(positional[first]))) {
+      options.inputs.push_back(positional[first++]);
+    }
   }
   for (size_t n = first; n < positional.size(); ++n) {
+    if (LooksLikeInput(positional[n]) && positional[n].find('(') == std::string::npos) {
+      throw UsageError(Quoted(positional[n]) + " looks like a picture; inputs come before the calls");
+    }
     options.calls.push_back(ParseCall(positional[n]));
+  }
+  const bool pattern = options.output && options.output->find("{name}") != std::string::npos;
+  if (options.inputs.size() > 1 && options.output && !pattern) {
+    throw UsageError("several inputs need --out-dir DIR or an output pattern such as -o '{name}-new.png'; -o " +
+                     Quoted(*options.output) + " names one file");
+  }
+  if (options.outDir && options.command != Command::kRun && options.command != Command::kRender) {
+    throw UsageError("--out-dir applies to runs only");
+  }
+  if (options.output == "-" && (options.outDir || options.inputs.size() > 1)) {
+    throw UsageError("-o - writes one picture to standard output; it takes one input and no --out-dir");
+  }
+  if (std::count(options.inputs.begin(), options.inputs.end(), "-") > 1) {
+    throw UsageError("standard input (-) can be read once");
   }
   if (options.command == Command::kRender) {
     // The render call comes first, written out or not.
@@ -565,21 +638,108 @@ Options ParseCommandLine(std::span<const std::string> args) {
   return options;
 }
 
-std::string UsageText() {
-  return R"(Usage: picture-host [options] INPUT CALL... [-o OUTPUT]
-       picture-host [options] --chart CALL... [-o OUTPUT]
-       picture-host [options] --no-input CALL... [-o OUTPUT]
-       picture-host [options] render SOUND [CALL...] [-o OUTPUT]
-       picture-host [options] list
+std::optional<std::string> OutputFor(const Options& options, const std::string& input) {
+  if (!options.output && !options.outDir) return std::nullopt;
+  const std::filesystem::path in(input);
+  const std::string stem = input == "-" ? "stdin" : in.stem().string();
+  std::string name;
+  if (options.output) {
+    name = *options.output;
+    for (size_t at = 0; (at = name.find("{name}", at)) != std::string::npos; at += stem.size()) {
+      name.replace(at, 6, stem);
+    }
+  } else {
+    std::string extension = ToLower(in.extension().string());
+    static const std::vector<std::string> kWritten = {".png", ".jpg", ".jpeg", ".webp", ".tif", ".tiff"};
+    if (std::find(kWritten.begin(), kWritten.end(), extension) == kWritten.end()) extension = ".png";
+    name = stem + extension;
+  }
+  if (options.outDir) return (std::filesystem::path(*options.outDir) / name).string();
+  return name;
+}
 
-Loads the picture plug-in into a test host, lends it INPUT (a PNG or JPEG file)
-as a picture and makes each CALL on it, in order:
-  picture-host in.png 'InvertZRK(10, 10, 200, 100)' InvertGrayZRK -o out.png
+std::string NearestName(std::string_view word, std::span<const std::string> candidates) {
+  const std::string w = ToLower(word);
+  std::string best;
+  size_t bestDistance = std::string::npos;
+  for (const std::string& candidate : candidates) {
+    const std::string c = ToLower(candidate);
+    // Levenshtein distance, one row at a time.
+    std::vector<size_t> row(c.size() + 1);
+    for (size_t j = 0; j <= c.size(); ++j) row[j] = j;
+    for (size_t i = 1; i <= w.size(); ++i) {
+      size_t diagonal = row[0];
+      row[0] = i;
+      for (size_t j = 1; j <= c.size(); ++j) {
+        const size_t above = row[j];
+        row[j] = std::min({row[j] + 1, row[j - 1] + 1, diagonal + (w[i - 1] == c[j - 1] ? 0 : 1)});
+        diagonal = above;
+      }
+    }
+    if (row[c.size()] < bestDistance) bestDistance = row[c.size()], best = candidate;
+  }
+  // A slip: a third of the word at most, and never nothing in common.
+  if (bestDistance == 0 || bestDistance == std::string::npos || bestDistance > std::max<size_t>(2, w.size() / 3)) {
+    return bestDistance == 0 ? best : "";
+  }
+  return best;
+}
+
+std::optional<IntegerRange> IntegerRangeOf(std::string_view type) {
+  const std::string t = ToLower(type);
+  if (t == "integer" || t == "int32") return IntegerRange{INT32_MIN, INT32_MAX};
+  if (t == "int8") return IntegerRange{INT8_MIN, INT8_MAX};
+  if (t == "int16" || t == "short") return IntegerRange{INT16_MIN, INT16_MAX};
+  if (t == "int64") return IntegerRange{INT64_MIN, INT64_MAX};
+  if (t == "uint8" || t == "byte") return IntegerRange{0, UINT8_MAX};
+  if (t == "uint16") return IntegerRange{0, UINT16_MAX};
+  if (t == "uint32" || t == "color" || t == "uint64") return IntegerRange{0, UINT32_MAX};
+  return std::nullopt;
+}
+
+std::string UsageText() {
+  return R"(Usage: picture-host [options] INPUT... CALL... [-o OUTPUT | --out-dir DIR]
+  or:  picture-host [options] --chart CALL... [-o OUTPUT]
+  or:  picture-host [options] --no-input CALL... [-o OUTPUT]
+  or:  picture-host [options] render SOUND [CALL...] [-o OUTPUT]
+  or:  picture-host [options] list
+  or:  picture-host [options] describe NAME
+  or:  picture-host [options] gallery DIR [INPUT]
+
+Runs the picture plug-in in a test host: lends it each INPUT as a picture and
+makes each CALL on it, in order, then writes the last picture to OUTPUT.
+  picture-host photo.jpg 'InvertZRK(10, 10, 200, 100)' InvertGrayZRK -o out.png
+
+Pictures: INPUT is any file libvips reads (PNG, JPEG, WebP, TIFF, GIF, ...),
+or - for standard input; it is turned upright by its EXIF orientation, and a
+picture of more than 8 bits a channel is reduced to 8 (said once). OUTPUT's
+extension chooses the format: .png, .jpg/.jpeg (--quality), .webp (--quality)
+or .tif/.tiff; - writes PNG to standard output (printed values then go to
+standard error). The file is written under a temporary name beside it and
+renamed into place, so a run that fails leaves any earlier file, and the input,
+as they were. A picture whose header gives a side over 32767 or more pixels
+than --max-pixels is refused before it is decoded.
+
+Transparency: an INPUT with alpha is lent with its own colours, and a result
+of the same size (what every operation but the channel composition of pictures
+of other sizes, the waveform and the binary string returns) is written with the
+input's alpha back on, straight; a setter that changes the picture in place keeps
+the alpha bytes it leaves. JPEG holds no alpha. --flatten lends the picture
+premultiplied, as the host holds it, and writes the plug-in's opaque result:
+the picture flattened onto black.
+
+Several inputs: picture-host a.jpg b.png c.tif CALL... --out-dir DIR writes
+DIR/a.jpg, DIR/b.png, ...; -o '{name}-new.png' names each output after its input
+({name} is the input's name without extension). Each input runs in a process of
+its own, -j N at a time; one that fails does not stop the others. A progress
+line shows on a terminal, and a summary line (done, failed) ends the run; the
+exit status is 2 when any input failed.
+
 A CALL names a method or a plug-in class:
   Method(arg, ...)        an extension method of the current picture or, when
                           none takes these arguments, a global method; self
                           passes the current picture:
-                            'TintPictureZRK(self, &c808080, &cFFC080)'
+                            'TintPictureZRK(self, &c808080, #FFC080)'
   Method(arg, ...) = value
                           assigns through the setter of that name on the
                           current picture, which changes in place:
@@ -589,13 +749,14 @@ A CALL names a method or a plug-in class:
                           its DestinationPicture becomes the current picture:
                             'PictureSepiaZRK(SepiaRed=40, SepiaBlue=-20)'
 A call that returns a picture makes it the current picture; any other result is
-printed as NAME = value, and so is each byref argument after the call. The last
-picture is written to OUTPUT as PNG (RGBA when it has an alpha channel). Without
--o nothing is written.
+printed as NAME = value, and so is each byref argument after the call. Without
+-o or --out-dir nothing is written. A name the plug-in does not know is
+refused with the nearest one it does.
 
 Arguments and settings are host-text literals or self: 12, -3, &hFF, 1.5, true,
-false, nil, &cFF8000 (a colour), "text" (a quote inside is written twice), and:
-  picture("b.png")   a picture read from a PNG or JPEG file, lent like INPUT:
+false, nil, &cFF8000 or #FF8000 (a colour), "text" (a quote inside is written
+twice), and:
+  picture("b.png")   a picture read from a file, lent like INPUT:
                        'MergePictureZRK(self, picture("b.png"))'
   file("data.bin")   a file's bytes, as a memoryblock or a string, whichever the
                      parameter takes: 'BinaryStringtoPictureZRK(file("p.ppic"))'
@@ -609,18 +770,23 @@ false, nil, &cFF8000 (a colour), "text" (a quote inside is written twice), and:
                      after the call and keeps its value for later calls:
                        'FindPictureZRK(picture("pattern.png"), x, y)' 'InvertZRK(x, y, 8, 8)'
                        'CountColorsZRK(red, green, blue, count)'
-A memoryblock prints as its size and, for 1024 bytes (256 counters, as the
-histograms are), the counters' total, the values counted and the peak; other
-sizes show their first bytes. A string that is not text prints as its size and
-first bytes; --save-string writes it whole.
+An integer must lie in its parameter's range (integer: -2147483648 to
+2147483647; color and UInt32: 0 to 4294967295). A memoryblock prints as its
+size and, for 1024 bytes (256 counters, as the histograms are), the counters'
+total, the values counted and the peak; other sizes show their first bytes. A
+string that is not text prints as its size and first bytes; --save-string
+writes it whole.
 
-A lookup table's lattice, the indexed property Table(r, g, b, x), is set whole:
-from a built-in table, identity, invert or warm ('PictureLut3DZRK(Table=warm)'),
-or from a text file ('PictureLut3DZRK(Table="grade.txt")') of lines
-  r g b  red green blue
-each giving a node's indices (0 to 17; index i stands for the channel value
-17*i) and its output colour in channel units. '#' starts a comment; nodes not
-given map to themselves.
+A lookup table's lattice, the indexed property Table(r, g, b, x), is set whole,
+node i standing for the channel value 17*i, from:
+  Table=warm            a built-in table: identity, invert or warm
+  Table="grade.cube"    a colour lookup file OpenColorIO reads: .cube (any
+                        LUT_3D_SIZE, DOMAIN_MIN/DOMAIN_MAX), .3dl, .csp, .spi3d...
+  Table=hald("h.png")   a Hald picture (L*L*L pixels a side)
+  Table="nodes.txt"     lines "r g b  red green blue": a node's indices (0 to 17)
+                        and its output in channel units; '#' starts a comment;
+                        nodes not given map to themselves
+Files are sampled at the lattice's nodes.
 
 render reads SOUND (WAV or FLAC), mixes its channels to mono and calls
 RenderSamplesZRK with the samples in a memoryblock (Samples, SampleCount and
@@ -630,10 +796,22 @@ the method; one not given takes its declared default, Width the sample count
 up to 1000 and the rest 0 (Smooth off, Height 500, no outline):
   picture-host render song.wav 'RenderSamplesZRK(Width=1200, Height=300, outlinewidth=1)' -o wave.png
 
-list prints every method and class member the plug-in registers.
+list prints every method and class the plug-in registers, by family, with a
+one-line summary; describe NAME says what one does, its parameters with their
+units and ranges, the quirks kept on purpose and an example. gallery DIR runs
+every example on INPUT (default: a generated photo-like picture) and on the
+colour chart and writes DIR/index.html with the pictures before and after, the
+values, histograms, found positions and a waveform; it prints the page's path.
 
 Options:
-  -o, --output FILE    write the final picture to FILE as PNG
+  -o, --output FILE    write the final picture to FILE (or a {name} pattern)
+  --out-dir DIR        write each input's result to DIR (made when missing)
+  -j, --jobs N         inputs run N at a time (default 1)
+  --flatten            lend pictures with alpha premultiplied and write the
+                       plug-in's opaque result
+  --quality Q          JPEG and WebP quality, 1 to 100 (default 90)
+  --png-compression C  PNG compression, 0 (none) to 9 (default 1: fast)
+  --max-pixels N       refuse pictures of more pixels (default 268435456)
   --chart              use the built-in 256x128 colour chart instead of INPUT
   --no-input           start without a picture: self is nil until a call
                        returns one
@@ -652,6 +830,7 @@ Options:
                        alpha channel (which needs 1 to 4). Pictures the host
                        makes use the same byte order.
   -h, --help           show this text
+  --version            show the version
 
 Exit status: 0 success; 1 the plug-in left references, locks or exceptions
 unbalanced in the host's ledger, or crashed; 2 any other error.

@@ -28,7 +28,7 @@ class UsageError : public std::runtime_error {
 using Literal = std::variant<std::monostate, int64_t, double, bool, std::string>;
 
 // One host-text literal: 12, -3, &hFF, &o17, &b101, 1.5, -2e3, true, false,
-// &cRRGGBB, "text" (a quote inside is written twice), nil. Keywords are
+// &cRRGGBB or #RRGGBB, "text" (a quote inside is written twice), nil. Keywords are
 // case-insensitive, like the host language. Integers must fit 32 bits, signed or
 // unsigned (-2147483648 to 4294967295).
 Literal ParseLiteral(std::string_view text);
@@ -67,7 +67,12 @@ struct ChannelTable {
   std::string path;
   bool operator==(const ChannelTable&) const = default;
 };
-using Argument = std::variant<Literal, CurrentPicture, Word, Variable, PictureFile, FileData, ChannelTable>;
+// hald("x.png"): a Hald colour lookup picture, as a lookup table's Table setting.
+struct HaldFile {
+  std::string path;
+  bool operator==(const HaldFile&) const = default;
+};
+using Argument = std::variant<Literal, CurrentPicture, Word, Variable, PictureFile, FileData, ChannelTable, HaldFile>;
 
 // "Name=value" in a call: a property of a plug-in class to set before it runs.
 struct Setting {
@@ -95,7 +100,9 @@ Call ParseCall(std::string_view text);
 inline constexpr std::string_view kBuiltInChannelTables = "identity, invert";
 std::optional<std::vector<uint8_t>> BuiltInChannelTable(std::string_view name);
 
-enum class Command { kRun, kList, kRender, kHelp };
+enum class Command { kRun, kList, kRender, kHelp, kVersion, kDescribe, kGallery, kNames };
+
+inline constexpr std::string_view kVersion = "1.1.0";
 
 // The global that `render` calls with the sound's samples.
 inline constexpr std::string_view kRenderMethod = "RenderSamplesZRK";
@@ -109,20 +116,51 @@ struct Options {
   testhost::HostConfig host;       // version, kind, layouts of the pictures the host makes
   std::optional<uint32_t> layout;  // --layout: the input picture's alpha information
   std::string plugin;              // empty: picture_plugin.so beside the executable
-  std::string input;               // empty when `chart` or `noInput` is set, the sound for kRender
+  // The pictures to run the calls on, each on its own ("-" is standard input); for
+  // kRender the sound, for kGallery the optional picture. Empty with chart or noInput.
+  std::vector<std::string> inputs;
   bool chart = false;              // the input is the built-in colour chart
   bool noInput = false;            // the run starts without a picture: self is nil
   std::vector<Call> calls;         // for kRender, the first one is the render call
+  // A file, "-" for standard output, or a pattern in which {name} stands for the
+  // input's name without its extension.
   std::optional<std::string> output;
+  std::optional<std::string> outDir;      // results go here, under the input's name
   std::optional<std::string> saveString;  // the last string result, written as raw bytes
   std::optional<std::string> saveBlocks;  // a folder for every memory block printed
   SampleEncoding encoding = SampleEncoding::kInt16;
+  bool flatten = false;        // write the plug-in's opaque result, not the input's alpha
+  int jobs = 1;                // worker processes for several inputs
+  uint64_t maxPixels = uint64_t{1} << 28;  // pictures read may hold no more
+  int quality = 90;            // JPEG and WebP
+  int pngCompression = 1;      // 0 to 9
+  std::string topic;           // kDescribe: the method or class; kGallery: the folder
 };
 
-// Parses everything after the program name. Throws UsageError.
+// Parses everything after the program name. Throws UsageError. Options may stand
+// anywhere; the words before the calls are the inputs (anything that is not
+// written as a call: a name with a dot or slash, "-", or an existing file).
 Options ParseCommandLine(std::span<const std::string> args);
 
 std::string UsageText();
+
+// Where a run on `input` writes its picture: the -o file or pattern ({name}: the
+// input's file name without extension, "stdin" for "-"), under --out-dir when given;
+// with --out-dir alone, the input's own name there (PNG unless its extension is
+// one the tool writes). nullopt when nothing is written.
+std::optional<std::string> OutputFor(const Options& options, const std::string& input);
+
+// The candidate nearest to `word` (case-insensitive edit distance), if near
+// enough to be a likely typing slip; empty otherwise.
+std::string NearestName(std::string_view word, std::span<const std::string> candidates);
+
+// The values an integer parameter of `type` (lower case) holds; nullopt for a type
+// that is no integer.
+struct IntegerRange {
+  int64_t min = 0;
+  int64_t max = 0;
+};
+std::optional<IntegerRange> IntegerRangeOf(std::string_view type);
 
 // ---- declarations, as Host::Callables() gives them ----
 

@@ -1,170 +1,72 @@
 #include "tools/image_io.h"
 
-#include <png.h>
-// jpeglib.h needs size_t and FILE declared first.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vips/vips.h>
+
 #include <cerrno>
-#include <csetjmp>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <jpeglib.h>
+#include <memory>
 
 namespace picture_host {
 namespace {
 
-void CheckSize(int64_t width, int64_t height, const char* what) {
-  if (width < 1 || height < 1 || width > kMaxSide || height > kMaxSide) {
-    throw ImageError(std::string(what) + " of " + std::to_string(width) + "x" +
-                     std::to_string(height) + " pixels: each side must be 1 to " +
-                     std::to_string(kMaxSide));
-  }
-}
-
-// ---- PNG, through libpng's simplified interface (no longjmp in our frames) ----
-
-Image DecodePng(std::span<const uint8_t> bytes) {
-  png_image png;
-  std::memset(&png, 0, sizeof png);
-  png.version = PNG_IMAGE_VERSION;
-  if (!png_image_begin_read_from_memory(&png, bytes.data(), bytes.size())) {
-    throw ImageError(std::string("broken PNG: ") + png.message);
-  }
-  struct Free {
-    png_image* p;
-    ~Free() { png_image_free(p); }
-  } free{&png};
-  CheckSize(png.width, png.height, "PNG");
-  // 16-bit files without colour-space chunks are almost always sRGB-encoded.
-  png.flags |= PNG_IMAGE_FLAG_16BIT_sRGB;
-  const bool alpha = (png.format & PNG_FORMAT_FLAG_ALPHA) != 0;  // also set by a tRNS chunk
-  png.format = alpha ? PNG_FORMAT_RGBA : PNG_FORMAT_RGB;
-  Image image(static_cast<int32_t>(png.width), static_cast<int32_t>(png.height), alpha);
-  if (!png_image_finish_read(&png, nullptr, image.pixels.data(), 0, nullptr)) {
-    throw ImageError(std::string("broken PNG: ") + png.message);
-  }
-  return image;
-}
-
-// ---- JPEG: libjpeg reports errors by longjmp, so every libjpeg call sits in a
-// function whose frame holds no object with a destructor. ----
-
-struct JpegErrors {
-  jpeg_error_mgr manager;
-  std::jmp_buf jump;
-  char message[JMSG_LENGTH_MAX];
-};
-
-[[noreturn]] void JumpOnError(j_common_ptr info) {
-  auto* errors = reinterpret_cast<JpegErrors*>(info->err);
-  (*info->err->format_message)(info, errors->message);
-  std::longjmp(errors->jump, 1);
-}
-
-// Warnings about slightly damaged data would go to stderr; the picture still decodes.
-void IgnoreMessage(j_common_ptr) {}
-
-void InstallErrors(jpeg_common_struct* info, JpegErrors* errors) {
-  info->err = jpeg_std_error(&errors->manager);
-  errors->manager.error_exit = JumpOnError;
-  errors->manager.output_message = IgnoreMessage;
-  errors->message[0] = '\0';
-}
-
-struct JpegReader {
-  jpeg_decompress_struct info;
-  JpegErrors errors;
-  ~JpegReader() { jpeg_destroy_decompress(&info); }  // safe on a zeroed struct
-};
-
-bool StartJpeg(JpegReader* r, const uint8_t* data, size_t size) {
-  InstallErrors(reinterpret_cast<jpeg_common_struct*>(&r->info), &r->errors);
-  if (setjmp(r->errors.jump)) return false;
-  jpeg_create_decompress(&r->info);
-  jpeg_mem_src(&r->info, data, static_cast<unsigned long>(size));
-  jpeg_read_header(&r->info, TRUE);
-  // libjpeg converts grey and YCbCr to RGB but not CMYK or YCCK.
-  const bool cmyk = r->info.jpeg_color_space == JCS_CMYK || r->info.jpeg_color_space == JCS_YCCK;
-  r->info.out_color_space = cmyk ? JCS_CMYK : JCS_RGB;
-  jpeg_calc_output_dimensions(&r->info);
-  return true;
-}
-
-bool ReadJpegRows(JpegReader* r, uint8_t* dest, size_t rowBytes) {
-  if (setjmp(r->errors.jump)) return false;
-  jpeg_start_decompress(&r->info);
-  while (r->info.output_scanline < r->info.output_height) {
-    JSAMPROW row = dest + static_cast<size_t>(r->info.output_scanline) * rowBytes;
-    jpeg_read_scanlines(&r->info, &row, 1);
-  }
-  jpeg_finish_decompress(&r->info);
-  return true;
-}
-
-Image DecodeJpeg(std::span<const uint8_t> bytes) {
-  JpegReader reader{};
-  if (!StartJpeg(&reader, bytes.data(), bytes.size())) {
-    throw ImageError(std::string("broken JPEG: ") + reader.errors.message);
-  }
-  const int64_t width = reader.info.output_width, height = reader.info.output_height;
-  CheckSize(width, height, "JPEG");
-  Image image(static_cast<int32_t>(width), static_cast<int32_t>(height), false);
-  const bool cmyk = reader.info.out_color_space == JCS_CMYK;
-  std::vector<uint8_t> cmykRows;
-  if (cmyk) cmykRows.resize(static_cast<size_t>(width * height * 4));
-  uint8_t* dest = cmyk ? cmykRows.data() : image.pixels.data();
-  if (!ReadJpegRows(&reader, dest, static_cast<size_t>(width) * (cmyk ? 4 : 3))) {
-    throw ImageError(std::string("broken JPEG: ") + reader.errors.message);
-  }
-  if (cmyk) {
-    // Files written with an Adobe marker store the inks inverted.
-    const bool inverted = reader.info.saw_Adobe_marker;
-    for (size_t i = 0, n = static_cast<size_t>(width * height); i < n; ++i) {
-      const uint8_t* p = &cmykRows[i * 4];
-      const unsigned k = inverted ? p[3] : 255u - p[3];
-      for (int c = 0; c < 3; ++c) {
-        const unsigned ink = inverted ? p[c] : 255u - p[c];
-        image.pixels[i * 3 + c] = static_cast<uint8_t>((ink * k + 127) / 255);
-      }
-    }
-  }
-  return image;
-}
-
-struct JpegWriter {
-  jpeg_compress_struct info;
-  JpegErrors errors;
-  unsigned char* out = nullptr;
-  unsigned long outSize = 0;
-  ~JpegWriter() {
-    jpeg_destroy_compress(&info);
-    std::free(out);
-  }
-};
-
-bool WriteJpegRows(JpegWriter* w, const Image* image, int quality) {
-  InstallErrors(reinterpret_cast<jpeg_common_struct*>(&w->info), &w->errors);
-  if (setjmp(w->errors.jump)) return false;
-  jpeg_create_compress(&w->info);
-  jpeg_mem_dest(&w->info, &w->out, &w->outSize);
-  w->info.image_width = static_cast<JDIMENSION>(image->width);
-  w->info.image_height = static_cast<JDIMENSION>(image->height);
-  w->info.input_components = 3;
-  w->info.in_color_space = JCS_RGB;
-  jpeg_set_defaults(&w->info);
-  jpeg_set_quality(&w->info, quality, TRUE);
-  jpeg_start_compress(&w->info, TRUE);
-  const size_t rowBytes = static_cast<size_t>(image->width) * 3;
-  while (w->info.next_scanline < w->info.image_height) {
-    // libjpeg only reads the rows it is given.
-    JSAMPROW row = const_cast<uint8_t*>(image->pixels.data()) + w->info.next_scanline * rowBytes;
-    jpeg_write_scanlines(&w->info, &row, 1);
-  }
-  jpeg_finish_compress(&w->info);
-  return true;
-}
-
 std::string SystemError() { return std::strerror(errno); }
+
+void StartVips() {
+  static const bool started = [] {
+    if (VIPS_INIT("picture-host") != 0) return false;
+    // Every failure reaches the user as one line of its own; libvips' warnings about damaged data would
+    // come on top of it.
+    g_log_set_handler("VIPS", G_LOG_LEVEL_WARNING, [](const gchar*, GLogLevelFlags, const gchar*, gpointer) {}, nullptr);
+    vips_cache_set_max(0);  // every picture is read and written once
+    return true;
+  }();
+  if (!started) throw ImageError("the image library could not start");
+}
+
+// libvips' last error as one line, its buffer cleared.
+std::string VipsMessage() {
+  std::string text = vips_error_buffer();
+  vips_error_clear();
+  for (char& c : text) {
+    if (c == '\n' || c == '\r') c = ' ';
+  }
+  while (!text.empty() && text.back() == ' ') text.pop_back();
+  return text.empty() ? "unknown error" : text;
+}
+
+struct Unref {
+  void operator()(VipsImage* image) const { g_object_unref(image); }
+};
+using VipsPtr = std::unique_ptr<VipsImage, Unref>;
+
+// Replaces `image` by what `step` made of it; `step` returns libvips' status.
+template <typename Step>
+void Apply(VipsPtr& image, Step step) {
+  VipsImage* out = nullptr;
+  if (step(image.get(), &out) != 0) throw ImageError(VipsMessage());
+  image.reset(out);
+}
+
+std::string Lowered(std::string s) {
+  for (char& c : s) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return s;
+}
+
+// Writes all of `bytes` to `fd`; false with errno set on a failure.
+bool WriteAll(int fd, std::span<const uint8_t> bytes) {
+  size_t done = 0;
+  while (done < bytes.size()) {
+    const ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    done += static_cast<size_t>(n);
+  }
+  return true;
+}
 
 }  // namespace
 
@@ -185,94 +87,158 @@ void Image::Set(int32_t x, int32_t y, Rgba c) {
   if (alpha) p[3] = c.a;
 }
 
-FileFormat SniffFormat(std::span<const uint8_t> bytes) {
-  static constexpr uint8_t kPng[] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
-  if (bytes.size() >= sizeof kPng && std::memcmp(bytes.data(), kPng, sizeof kPng) == 0) {
-    return FileFormat::kPng;
+Image DecodeImage(std::span<const uint8_t> bytes, const ReadLimits& limits, ReadNotes* notes) {
+  StartVips();
+  // Only the header is read here; pixels are decoded when first asked for.
+  VipsPtr image(vips_image_new_from_buffer(bytes.data(), bytes.size(), "", "fail_on", VIPS_FAIL_ON_ERROR, nullptr));
+  if (!image) throw ImageError("not a picture libvips reads (" + VipsMessage() + ")");
+  const int64_t width = vips_image_get_width(image.get()), height = vips_image_get_height(image.get());
+  if (width > kMaxSide || height > kMaxSide) {
+    throw ImageError("the picture is " + std::to_string(width) + "x" + std::to_string(height) +
+                     " pixels; each side may be at most " + std::to_string(kMaxSide));
   }
-  if (bytes.size() >= 3 && bytes[0] == 0xFF && bytes[1] == 0xD8 && bytes[2] == 0xFF) {
-    return FileFormat::kJpeg;
+  if (static_cast<uint64_t>(width * height) > limits.maxPixels) {
+    throw ImageError("the picture is " + std::to_string(width) + "x" + std::to_string(height) + " pixels, over the " +
+                     std::to_string(limits.maxPixels) + " of --max-pixels");
   }
-  return FileFormat::kUnknown;
+
+  Apply(image, [](VipsImage* in, VipsImage** out) { return vips_autorot(in, out, nullptr); });
+  if (vips_image_get_format(image.get()) != VIPS_FORMAT_UCHAR && notes != nullptr) notes->reducedDepth = true;
+  if (vips_image_get_interpretation(image.get()) != VIPS_INTERPRETATION_sRGB) {
+    Apply(image, [](VipsImage* in, VipsImage** out) {
+      return vips_colourspace(in, out, VIPS_INTERPRETATION_sRGB, nullptr);
+    });
+  }
+  if (vips_image_get_format(image.get()) != VIPS_FORMAT_UCHAR) {
+    Apply(image, [](VipsImage* in, VipsImage** out) { return vips_cast_uchar(in, out, nullptr); });
+  }
+  int bands = vips_image_get_bands(image.get());
+  if (bands < 3) {  // grey that came tagged as colour
+    Apply(image, [](VipsImage* in, VipsImage** out) {
+      return vips_colourspace(in, out, VIPS_INTERPRETATION_sRGB, "source_space", VIPS_INTERPRETATION_B_W, nullptr);
+    });
+    bands = vips_image_get_bands(image.get());
+  }
+  const bool alpha = bands >= 4;
+  if (bands != 3 && bands != 4) {
+    Apply(image, [&](VipsImage* in, VipsImage** out) { return vips_extract_band(in, out, 0, "n", alpha ? 4 : 3, nullptr); });
+  }
+
+  size_t size = 0;
+  void* memory = vips_image_write_to_memory(image.get(), &size);
+  if (memory == nullptr) throw ImageError("broken picture (" + VipsMessage() + ")");
+  std::unique_ptr<void, decltype(&g_free)> owned(memory, g_free);
+  Image result(vips_image_get_width(image.get()), vips_image_get_height(image.get()), alpha);
+  if (size != result.pixels.size()) throw ImageError("the picture decoded to an unexpected size");
+  std::memcpy(result.pixels.data(), memory, size);
+  return result;
 }
 
-Image DecodeImage(std::span<const uint8_t> bytes) {
-  switch (SniffFormat(bytes)) {
-    case FileFormat::kPng: return DecodePng(bytes);
-    case FileFormat::kJpeg: return DecodeJpeg(bytes);
-    case FileFormat::kUnknown: break;
-  }
-  throw ImageError("not a PNG or JPEG picture");
-}
-
-std::vector<uint8_t> EncodePng(const Image& image) {
-  CheckSize(image.width, image.height, "picture");
-  png_image png;
-  std::memset(&png, 0, sizeof png);
-  png.version = PNG_IMAGE_VERSION;
-  png.width = static_cast<png_uint_32>(image.width);
-  png.height = static_cast<png_uint_32>(image.height);
-  png.format = image.alpha ? PNG_FORMAT_RGBA : PNG_FORMAT_RGB;
-  png_alloc_size_t size = 0;
-  // The first pass only measures.
-  if (!png_image_write_to_memory(&png, nullptr, &size, 0, image.pixels.data(), 0, nullptr)) {
-    throw ImageError(std::string("cannot encode PNG: ") + png.message);
-  }
-  std::vector<uint8_t> out(size);
-  if (!png_image_write_to_memory(&png, out.data(), &size, 0, image.pixels.data(), 0, nullptr)) {
-    throw ImageError(std::string("cannot encode PNG: ") + png.message);
-  }
-  out.resize(size);
-  return out;
-}
-
-std::vector<uint8_t> EncodeJpeg(const Image& image, int quality) {
-  CheckSize(image.width, image.height, "picture");
-  if (image.alpha) throw ImageError("JPEG cannot hold an alpha channel");
-  JpegWriter writer{};
-  if (!WriteJpegRows(&writer, &image, quality)) {
-    throw ImageError(std::string("cannot encode JPEG: ") + writer.errors.message);
-  }
-  return std::vector<uint8_t>(writer.out, writer.out + writer.outSize);
-}
-
-std::vector<uint8_t> ReadFileBytes(const std::string& path) {
-  std::error_code ec;
-  if (std::filesystem::is_directory(path, ec)) throw ImageError("'" + path + "' is a directory");
-  std::FILE* file = std::fopen(path.c_str(), "rb");
-  if (!file) throw ImageError("cannot open '" + path + "': " + SystemError());
-  std::vector<uint8_t> bytes;
-  uint8_t buffer[65536];
-  size_t n = 0;
-  while ((n = std::fread(buffer, 1, sizeof buffer, file)) > 0) bytes.insert(bytes.end(), buffer, buffer + n);
-  const bool failed = std::ferror(file) != 0;
-  const std::string reason = failed ? SystemError() : "";
-  std::fclose(file);
-  if (failed) throw ImageError("cannot read '" + path + "': " + reason);
-  return bytes;
-}
-
-void WriteFileBytes(const std::string& path, std::span<const uint8_t> bytes) {
-  std::FILE* file = std::fopen(path.c_str(), "wb");
-  if (!file) throw ImageError("cannot write '" + path + "': " + SystemError());
-  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
-  const std::string reason = written ? "" : SystemError();
-  if (std::fclose(file) != 0 || !written) {
-    throw ImageError("cannot write '" + path + "': " + (written ? SystemError() : reason));
-  }
-}
-
-Image ReadImage(const std::string& path) {
+Image ReadImage(const std::string& path, const ReadLimits& limits, ReadNotes* notes) {
   const std::vector<uint8_t> bytes = ReadFileBytes(path);
   try {
-    return DecodeImage(bytes);
+    return DecodeImage(bytes, limits, notes);
   } catch (const ImageError& e) {
     throw ImageError("'" + path + "': " + e.what());
   }
 }
 
-void WritePng(const std::string& path, const Image& image) {
-  WriteFileBytes(path, EncodePng(image));
+FileFormat FormatOfName(const std::string& path) {
+  const std::string extension = Lowered(std::filesystem::path(path).extension().string());
+  if (extension == ".png") return FileFormat::kPng;
+  if (extension == ".jpg" || extension == ".jpeg") return FileFormat::kJpeg;
+  if (extension == ".webp") return FileFormat::kWebp;
+  if (extension == ".tif" || extension == ".tiff") return FileFormat::kTiff;
+  throw ImageError("'" + path + "': cannot tell the format to write from the extension '" + extension +
+                   "' (" + kWrittenExtensions + ")");
+}
+
+std::vector<uint8_t> EncodeImage(const Image& image, FileFormat format, const WriteOptions& options) {
+  StartVips();
+  VipsPtr in(vips_image_new_from_memory(image.pixels.data(), image.pixels.size(), image.width, image.height,
+                                        image.channels(), VIPS_FORMAT_UCHAR));
+  if (!in) throw ImageError("cannot encode the picture (" + VipsMessage() + ")");
+  if (format == FileFormat::kJpeg && image.alpha) {
+    Apply(in, [](VipsImage* i, VipsImage** out) { return vips_extract_band(i, out, 0, "n", 3, nullptr); });
+  }
+  void* buffer = nullptr;
+  size_t size = 0;
+  int status = 0;
+  switch (format) {
+    case FileFormat::kPng:
+      status = vips_pngsave_buffer(in.get(), &buffer, &size, "compression", options.pngCompression, "filter",
+                                   options.pngCompression == 0 ? VIPS_FOREIGN_PNG_FILTER_NONE
+                                                               : VIPS_FOREIGN_PNG_FILTER_SUB,
+                                   nullptr);
+      break;
+    case FileFormat::kJpeg:
+      status = vips_jpegsave_buffer(in.get(), &buffer, &size, "Q", options.quality, nullptr);
+      break;
+    case FileFormat::kWebp:
+      status = vips_webpsave_buffer(in.get(), &buffer, &size, "Q", options.quality, nullptr);
+      break;
+    case FileFormat::kTiff:
+      status = vips_tiffsave_buffer(in.get(), &buffer, &size, "compression", VIPS_FOREIGN_TIFF_COMPRESSION_DEFLATE,
+                                    nullptr);
+      break;
+  }
+  if (status != 0) throw ImageError("cannot encode the picture (" + VipsMessage() + ")");
+  std::unique_ptr<void, decltype(&g_free)> owned(buffer, g_free);
+  const auto* bytes = static_cast<const uint8_t*>(buffer);
+  return std::vector<uint8_t>(bytes, bytes + size);
+}
+
+void WriteImage(const std::string& path, const Image& image, const WriteOptions& options) {
+  const FileFormat format = path == "-" ? FileFormat::kPng : FormatOfName(path);
+  WriteFileBytes(path, EncodeImage(image, format, options));
+}
+
+std::vector<uint8_t> ReadFileBytes(const std::string& path) {
+  std::error_code ec;
+  if (path != "-" && std::filesystem::is_directory(path, ec)) throw ImageError("'" + path + "' is a directory");
+  const int fd = path == "-" ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) throw ImageError("cannot open '" + path + "': " + SystemError());
+  std::vector<uint8_t> bytes;
+  struct stat info {};
+  if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode)) bytes.reserve(static_cast<size_t>(info.st_size));
+  uint8_t buffer[65536];
+  ssize_t n = 0;
+  while ((n = ::read(fd, buffer, sizeof buffer)) != 0) {
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) break;
+    bytes.insert(bytes.end(), buffer, buffer + n);
+  }
+  const std::string reason = n < 0 ? SystemError() : "";
+  if (fd != STDIN_FILENO) ::close(fd);
+  if (n < 0) throw ImageError("cannot read '" + path + "': " + reason);
+  return bytes;
+}
+
+void WriteFileBytes(const std::string& path, std::span<const uint8_t> bytes) {
+  if (path == "-") {
+    if (!WriteAll(STDOUT_FILENO, bytes)) throw ImageError("cannot write to standard output: " + SystemError());
+    return;
+  }
+  const std::filesystem::path target(path);
+  std::error_code ec;
+  if (std::filesystem::is_directory(target, ec)) throw ImageError("cannot write '" + path + "': it is a directory");
+  // A new name in the same folder, so that the rename is atomic.
+  const std::filesystem::path folder = target.parent_path().empty() ? "." : target.parent_path();
+  std::string hidden = ".";
+  hidden.append(target.filename().string()).append(".XXXXXX");
+  std::string temporary = (folder / hidden).string();
+  const int fd = ::mkstemp(temporary.data());
+  if (fd < 0) throw ImageError("cannot write '" + path + "': " + SystemError());
+  const mode_t mask = ::umask(0);
+  ::umask(mask);
+  bool ok = ::fchmod(fd, 0666 & ~mask) == 0 && WriteAll(fd, bytes);
+  std::string reason = ok ? "" : SystemError();
+  if (::close(fd) != 0 && ok) ok = false, reason = SystemError();
+  if (ok && ::rename(temporary.c_str(), path.c_str()) != 0) ok = false, reason = SystemError();
+  if (!ok) {
+    ::unlink(temporary.c_str());
+    throw ImageError("cannot write '" + path + "': " + reason);
+  }
 }
 
 }  // namespace picture_host

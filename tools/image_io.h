@@ -1,5 +1,9 @@
-// Picture files for picture-host: PNG through libpng, JPEG through libjpeg-turbo.
-// In memory a picture is 8-bit RGB or RGBA with straight (not premultiplied) alpha.
+// Picture files for picture-host, through libvips: whatever the installed libvips
+// reads (PNG, JPEG, WebP, TIFF, GIF among them) comes in as 8-bit RGB or RGBA with
+// straight (not premultiplied) alpha, turned upright by its EXIF orientation; PNG,
+// JPEG, WebP and TIFF go out, chosen by the file name's extension. "-" stands for
+// standard input or output. Every file is written next to its target under a
+// temporary name and renamed into place, so a failed write leaves what was there.
 #pragma once
 
 #include <cstdint>
@@ -18,6 +22,8 @@ class ImageError : public std::runtime_error {
 
 // The largest side a picture may have: what the host makes without an alpha channel.
 constexpr int32_t kMaxSide = 32767;
+// The default pixel budget of a picture read: 16384 x 16384.
+constexpr uint64_t kDefaultMaxPixels = uint64_t{1} << 28;
 
 struct Rgba {
   uint8_t r = 0, g = 0, b = 0, a = 255;
@@ -37,20 +43,38 @@ struct Image {
   void Set(int32_t x, int32_t y, Rgba c);  // a ignored without alpha
 };
 
-enum class FileFormat { kUnknown, kPng, kJpeg };
-// By the signature at the start of the data, never by a file name.
-FileFormat SniffFormat(std::span<const uint8_t> bytes);
+struct ReadLimits {
+  uint64_t maxPixels = kDefaultMaxPixels;
+};
 
-// PNG (any colour type and depth; an alpha channel or transparency chunk gives an
-// image with alpha) or JPEG (grey, colour or CMYK; always opaque).
-Image DecodeImage(std::span<const uint8_t> bytes);
-std::vector<uint8_t> EncodePng(const Image& image);
-// Baseline JPEG of an opaque image; `quality` 1 to 100.
-std::vector<uint8_t> EncodeJpeg(const Image& image, int quality);
+// What reading a file had to change beyond its layout, for a note to the user.
+struct ReadNotes {
+  bool reducedDepth = false;  // more than 8 bits a channel, reduced to 8
+};
 
+// Decodes a file's bytes. The size in the header is checked against kMaxSide and
+// `limits` before any pixel is decoded.
+Image DecodeImage(std::span<const uint8_t> bytes, const ReadLimits& limits = {}, ReadNotes* notes = nullptr);
+// A file, or standard input for "-".
+Image ReadImage(const std::string& path, const ReadLimits& limits = {}, ReadNotes* notes = nullptr);
+
+enum class FileFormat { kPng, kJpeg, kWebp, kTiff };
+// By the extension (.png, .jpg/.jpeg, .webp, .tif/.tiff, any case); ImageError for another.
+FileFormat FormatOfName(const std::string& path);
+inline constexpr const char* kWrittenExtensions = ".png, .jpg, .jpeg, .webp, .tif, .tiff";
+
+struct WriteOptions {
+  int quality = 90;         // JPEG and WebP, 1 to 100
+  int pngCompression = 1;   // 0 (none) to 9 (smallest, slowest)
+};
+
+// A JPEG holds no alpha: an image with alpha goes out with its colours alone.
+std::vector<uint8_t> EncodeImage(const Image& image, FileFormat format, const WriteOptions& options = {});
+// Encoded by `path`'s extension (PNG for "-", standard output).
+void WriteImage(const std::string& path, const Image& image, const WriteOptions& options = {});
+
+// Whole files, or standard input and output for "-".
 std::vector<uint8_t> ReadFileBytes(const std::string& path);
 void WriteFileBytes(const std::string& path, std::span<const uint8_t> bytes);
-Image ReadImage(const std::string& path);
-void WritePng(const std::string& path, const Image& image);
 
 }  // namespace picture_host

@@ -8,6 +8,8 @@
 #include <fstream>
 #include <sstream>
 
+#include <OpenColorIO/OpenColorIO.h>
+
 namespace picture_host {
 namespace {
 
@@ -118,6 +120,96 @@ Lattice ReadLattice(const std::string& path) {
   } catch (const LatticeError& e) {
     throw LatticeError("table '" + path + "' " + e.what());
   }
+}
+
+namespace {
+
+// The channel value a lattice index stands for, as a file is sampled there.
+double NodeValue(int index) { return std::min(kLatticeStep * index, 255); }
+
+}  // namespace
+
+Lattice ReadColourFileLattice(const std::string& path) {
+  namespace ocio = OCIO_NAMESPACE;
+  std::error_code ec;
+  if (!std::filesystem::is_regular_file(path, ec)) throw LatticeError("cannot open the table '" + path + "'");
+  std::vector<float> nodes;
+  nodes.reserve(static_cast<size_t>(kLatticeSide) * kLatticeSide * kLatticeSide * 3);
+  for (int r = 0; r < kLatticeSide; ++r) {
+    for (int g = 0; g < kLatticeSide; ++g) {
+      for (int b = 0; b < kLatticeSide; ++b) {
+        for (const int i : {r, g, b}) nodes.push_back(static_cast<float>(NodeValue(i) / 255.0));
+      }
+    }
+  }
+  try {
+    const ocio::ConstConfigRcPtr config = ocio::Config::CreateRaw();
+    const ocio::FileTransformRcPtr transform = ocio::FileTransform::Create();
+    transform->setSrc(path.c_str());
+    transform->setInterpolation(ocio::INTERP_TETRAHEDRAL);
+    const ocio::ConstCPUProcessorRcPtr cpu = config->getProcessor(transform)->getOptimizedCPUProcessor(
+        ocio::BIT_DEPTH_F32, ocio::BIT_DEPTH_F32, ocio::OPTIMIZATION_NONE);
+    ocio::PackedImageDesc image(nodes.data(), static_cast<long>(nodes.size() / 3), 1, 3);
+    cpu->apply(image);
+  } catch (const ocio::Exception& e) {
+    std::string message = e.what();
+    for (char& c : message) {
+      if (c == '\n' || c == '\r') c = ' ';
+    }
+    throw LatticeError("table '" + path + "': " + message);
+  }
+  Lattice lattice(nodes.size());
+  // Files hold about six decimals and OpenColorIO computes in single precision:
+  // values are kept to a thousandth of a channel unit, so that a node the file
+  // means as a whole channel value (0.933333 for 238) stays whole.
+  for (size_t i = 0; i < nodes.size(); ++i) lattice[i] = std::round(255.0 * nodes[i] * 1e3) / 1e3;
+  return lattice;
+}
+
+Lattice HaldLattice(const Image& hald, const std::string& name) {
+  int level = 2;
+  while (level * level * level < hald.width) ++level;
+  if (hald.width != hald.height || level * level * level != hald.width) {
+    throw LatticeError("'" + name + "' is " + std::to_string(hald.width) + "x" + std::to_string(hald.height) +
+                       " pixels; a Hald picture is a square of L*L*L pixels a side (8, 27, 64, 125, 216, 343, 512...)");
+  }
+  const int side = level * level;  // nodes a side of the picture's cube
+  const auto node = [&](int r, int g, int b) {
+    const size_t at = (static_cast<size_t>(b) * side + g) * side + r;
+    return hald.Get(static_cast<int32_t>(at % hald.width), static_cast<int32_t>(at / hald.width));
+  };
+  Lattice lattice(LatticeIndex(kLatticeSide, 0, 0, 0));
+  // Each lattice index falls between two of the picture's nodes, with a weight on the upper one.
+  std::array<int, kLatticeSide> lower{};
+  std::array<double, kLatticeSide> weight{};
+  for (int i = 0; i < kLatticeSide; ++i) {
+    const double at = NodeValue(i) / 255.0 * (side - 1);
+    lower[i] = std::min(static_cast<int>(at), side - 2);
+    weight[i] = at - lower[i];
+  }
+  for (int r = 0; r < kLatticeSide; ++r) {
+    for (int g = 0; g < kLatticeSide; ++g) {
+      for (int b = 0; b < kLatticeSide; ++b) {
+        double out[3] = {0, 0, 0};
+        for (int corner = 0; corner < 8; ++corner) {
+          const int dr = corner & 1, dg = (corner >> 1) & 1, db = corner >> 2;
+          const double w = (dr ? weight[r] : 1 - weight[r]) * (dg ? weight[g] : 1 - weight[g]) *
+                           (db ? weight[b] : 1 - weight[b]);
+          if (w == 0) continue;
+          const Rgba c = node(lower[r] + dr, lower[g] + dg, lower[b] + db);
+          out[0] += w * c.r, out[1] += w * c.g, out[2] += w * c.b;
+        }
+        for (int x = 0; x < 3; ++x) lattice[LatticeIndex(r, g, b, x)] = out[x];
+      }
+    }
+  }
+  return lattice;
+}
+
+Lattice ReadTableFile(const std::string& path) {
+  const std::string extension = std::filesystem::path(path).extension().string();
+  if (extension.empty() || SameName(extension, ".txt")) return ReadLattice(path);
+  return ReadColourFileLattice(path);
 }
 
 }  // namespace picture_host

@@ -11,6 +11,8 @@
 #include <string_view>
 #include <vector>
 
+#include "tools/image_io.h"
+
 namespace picture_host {
 
 class LatticeError : public std::runtime_error {
@@ -37,5 +39,19 @@ inline constexpr std::string_view kBuiltInLattices = "identity, invert, warm";
 Lattice ParseLattice(std::string_view text);
 // ParseLattice of a file; errors name the file.
 Lattice ReadLattice(const std::string& path);
+
+// A colour lookup file of any format OpenColorIO reads (.cube of any LUT_3D_SIZE
+// with DOMAIN_MIN/DOMAIN_MAX, .3dl, .csp, .spi3d, ...), sampled at the lattice's
+// nodes; node values past 255 (indices 16 and 17) take 255's output.
+Lattice ReadColourFileLattice(const std::string& path);
+
+// A Hald colour lookup picture: level L, a square of L^3 pixels a side holding a
+// cube of L^2 nodes a side, red fastest, then green, then blue. Sampled at the
+// lattice's nodes with trilinear interpolation between the picture's nodes.
+Lattice HaldLattice(const Image& hald, const std::string& name);
+
+// Which reader a table file goes to: the text form for .txt or no extension,
+// OpenColorIO for any other.
+Lattice ReadTableFile(const std::string& path);
 
 }  // namespace picture_host

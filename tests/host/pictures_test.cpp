@@ -159,6 +159,31 @@ TEST_F(Pictures, ReleasedObjectsAreKeptForAWhileThenFreed) {
   DiscardHost();
 }
 
+// A row at once is what the pixels one by one are, in every layout; a row of the wrong width is a fault.
+TEST_F(Pictures, RowsAreThePixelsOfARow) {
+  for (const HostKind kind : {HostKind::kDesktop, HostKind::kConsole}) {
+    StartHostWithout({.kind = kind});
+    for (const uint32_t layout : {1u, 2u, 5u, 6u}) {
+      Ref picture = host().NewPicture({.width = 3, .height = 2, .alphaInfo = layout, .hasAlphaChannel = layout < 3});
+      const std::vector<Pixel> row = {{1, 2, 3, 255}, {40, 50, 60, 255}, {7, 8, 9, 255}};
+      host().SetRow(picture.picture(), 1, row);
+      std::vector<Pixel> back(3);
+      host().GetRow(picture.picture(), 1, back);
+      EXPECT_EQ(back, row) << layout;
+      for (int32_t x = 0; x < 3; ++x) EXPECT_EQ(host().GetPixel(picture.picture(), x, 1), row[x]) << layout;
+    }
+    Ref picture = host().NewPicture({4, 1});
+    std::vector<Pixel> narrow(3);
+    host().GetRow(picture.picture(), 0, narrow);
+    host().SetRow(picture.picture(), 0, narrow);
+    picture = Ref();
+    const std::vector<std::string> problems = host().LedgerProblems();
+    EXPECT_TRUE(problems.size() == 2 && problems[0].starts_with("GetRow of 3 pixels from ") &&
+                problems[1].starts_with("SetRow of 3 pixels into ")) << ::testing::PrintToString(problems);
+    DiscardHost();
+  }
+}
+
 // The first pixel row of a picture made as `shape`, kept in `picture`; its lock is given back.
 const uint8_t* FirstRow(Host& h, Ref& picture, const PictureSpec& shape) {
   picture = h.NewPicture(shape);
