@@ -67,17 +67,19 @@ struct ChannelTables {
   Rgb operator()(Rgb c) const { return {red[c.r], green[c.g], blue[c.b]}; }
 };
 
+// R, G, B = those of the wanted colour
+struct SameColour {
+  Rgb want;
+  bool operator()(Rgb c) const { return (c.r == want.r) & (c.g == want.g) & (c.b == want.b); }
+};
+
 }  // namespace
 
 int32_t CountColorZRK(REALpicture picture, uint32_t colour) {
   PictureReader reader;
   if (!reader.GetPictureEditor(picture, true, false)) return 0;
   const Rgb want{(colour >> 16) & 255, (colour >> 8) & 255, colour & 255};
-  uint32_t count = 0;
-  scan(reader, Rect{0, 0, reader.width, reader.height}, [&](Rgb c) {
-    count += (c.r == want.r) & (c.g == want.g) & (c.b == want.b);
-  });
-  return static_cast<int32_t>(count);
+  return static_cast<int32_t>(count(reader, Rect{0, 0, reader.width, reader.height}, SameColour{want}));
 }
 
 void CountColorsZRK(REALpicture picture, REALmemoryBlock* first, REALmemoryBlock* second, REALmemoryBlock* third,
@@ -112,13 +114,9 @@ void CountColorsZRK(REALpicture picture, REALmemoryBlock* first, REALmemoryBlock
     }
   }
   // Counted locally, added to the blocks once.
-  uint32_t histogram[3][256] = {};
-  scan(reader, Rect{0, 0, reader.width, reader.height}, [&](Rgb c) {
-    ++histogram[0][c.r];
-    ++histogram[1][c.g];
-    ++histogram[2][c.b];
-  });
-  for (int i = 0; i < 3; ++i) add_counters(blocks[i], histogram[i]);
+  uint32_t counts[3][256] = {};
+  histogram(reader, Rect{0, 0, reader.width, reader.height}, counts);
+  for (int i = 0; i < 3; ++i) add_counters(blocks[i], counts[i]);
   result = pixel_count(reader);
 }
 

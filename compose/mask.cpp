@@ -13,6 +13,7 @@
 #include "frame/host.h"
 #include "pixels/layout.h"
 #include "pixels/picture_editor.h"
+#include "pixels/walk.h"
 
 namespace picture {
 namespace {
@@ -26,6 +27,19 @@ uint32_t alpha_of(uint32_t p) {
   return 0;
 }
 
+// v = 255 - a with swap, a without, written as the grey (v, v, v): the three
+// channel bytes of every family are adjacent, lowest at `shift`.
+struct MaskGrey {
+  uint32_t flip, shift, opaque;
+  uint32_t operator()(uint32_t v) const { return ((v ^ flip) * 0x010101u) << shift | opaque; }
+};
+
+template <class Layout>
+struct MaskWord {
+  MaskGrey grey;
+  uint32_t operator()(uint32_t p) const { return grey(alpha_of<Layout>(p)); }
+};
+
 }  // namespace
 
 REALpicture GetEmbededMask(REALpicture self, RBBoolean swap) {
@@ -33,25 +47,11 @@ REALpicture GetEmbededMask(REALpicture self, RBBoolean swap) {
   if (!reader.GetPictureEditor(self, true, false)) return nullptr;
   PictureWriter writer;
   if (!writer.NewPictureWriter(reader.width, reader.height, false)) return nullptr;
-  // v = 255 - a with swap, a without
-  const uint32_t flip = swap != 0 ? 255 : 0;
+  const ShiftLayout out = ShiftLayout::of(writer.pixelFormat);
+  if (out.channel == 0) return writer.RenderPictureWriter();
+  const MaskGrey grey{swap != 0 ? 255u : 0u, std::min({out.red, out.green, out.blue}), out.opaque};
   with_layout(reader.pixelFormat, [&](auto in) {
-    with_layout(writer.pixelFormat, [&](auto out) {
-      using In = decltype(in);
-      using Out = decltype(out);
-      if constexpr (Out::kWrites) {
-        for (int32_t y = 0; y < reader.height; ++y) {
-          const uint32_t* __restrict s = reader.rowPtr;
-          uint32_t* __restrict d = writer.rowPtr;
-          for (int32_t x = 0; x < reader.width; ++x) {
-            const uint32_t v = alpha_of<In>(s[x]) ^ flip;
-            d[x] = Out::store(Rgb{v, v, v});
-          }
-          reader.NextRow();
-          writer.NextRow();
-        }
-      }
-    });
+    map_words(reader, writer, Rect{0, 0, reader.width, reader.height}, MaskWord<decltype(in)>{grey});
   });
   return writer.RenderPictureWriter();
 }
