@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "frame/host.h"
+#include "pixels/channel_tables.h"
 #include "pixels/picture_editor.h"
 #include "pixels/walk.h"
 
@@ -59,18 +60,16 @@ class BlockHolds {
   std::array<REALmemoryBlock, 3> blocks_;
 };
 
-// (R, G, B) -> (red[R], green[G], blue[B])
-struct ChannelTables {
-  const uint8_t* red;
-  const uint8_t* green;
-  const uint8_t* blue;
-  Rgb operator()(Rgb c) const { return {red[c.r], green[c.g], blue[c.b]}; }
-};
-
 // R, G, B = those of the wanted colour
 struct SameColour {
   Rgb want;
   bool operator()(Rgb c) const { return (c.r == want.r) & (c.g == want.g) & (c.b == want.b); }
+};
+
+// v -> the byte at v of a caller's table
+struct TableBytes {
+  const uint8_t* bytes;
+  uint8_t operator()(int32_t v) const { return bytes[v]; }
 };
 
 }  // namespace
@@ -152,7 +151,7 @@ REALpicture TransformColorsZRK(REALpicture picture, REALmemoryBlock red, REALmem
   }
   // A new picture is opaque whatever the source's alpha kind.
   if (!intoDest && !writer.NewPictureWriter(reader.width, reader.height, false)) return nullptr;
-  map(reader, writer, Rect{0, 0, reader.width, reader.height}, ChannelTables{bytes[0], bytes[1], bytes[2]});
+  map(reader, writer, Rect{0, 0, reader.width, reader.height}, ChannelTables(TableBytes{bytes[0]}, TableBytes{bytes[1]}, TableBytes{bytes[2]}));
   return writer.RenderPictureWriter();
 }
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <functional>
 #include <limits>
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "pixels/channel.h"
+#include "pixels/channel_tables.h"
 #include "pixels/isa.h"
 #include "pixels/layout.h"
 #include "pixels/walk.h"
@@ -66,6 +68,12 @@ class Surface {
     const int32_t rowsPerBlock = format == 8 ? 1 : height;
     blocks_.assign(height / rowsPerBlock, std::vector<uint32_t>(2 + size_t(stride_) * rowsPerBlock, kSentinel));
     for (int32_t y = 0; y < height; ++y) table_.push_back(Row(y));
+  }
+  // A copy of the pixels and guards, with a row table of its own.
+  Surface(const Surface& other)
+      : format_(other.format_), width_(other.width_), height_(other.height_), stride_(other.stride_),
+        blocks_(other.blocks_) {
+    for (int32_t y = 0; y < height_; ++y) table_.push_back(Row(y));
   }
 
   void Attach(PictureEditor& e) {
@@ -289,6 +297,39 @@ TEST(HistogramWalker, AddsEveryPixelOfTheRectangleToItsChannelsCounters) {
         histogram(reader, Rect{1, 1, width + 1, 9}, got);
         for (int32_t channel = 0; channel < 3; ++channel) {
           for (int32_t v = 0; v < 256; ++v) ASSERT_EQ(got[channel][v], want[channel][v]) << format << " " << width;
+        }
+      }
+    }
+  });
+}
+
+TEST(TableWalker, GivesTheGeneralWalkersWordsForEveryFamilyPairWidthAndInstructionSet) {
+  std::mt19937 rng(13);
+  std::array<std::array<uint8_t, 256>, 3> bytes;
+  for (auto& table : bytes) std::generate(table.begin(), table.end(), [&] { return static_cast<uint8_t>(rng()); });
+  const auto from = [](const std::array<uint8_t, 256>& table) { return [&table](int32_t v) { return table[v]; }; };
+  const ChannelTables tables(from(bytes[0]), from(bytes[1]), from(bytes[2]));
+  for_each_variant([&] {
+    for (int32_t in : kFamilies) {
+      for (int32_t out : kFamilies) {
+        for (int32_t width : kWidths) {
+          Surface src(in, width, 3), dst(out, width, 3);
+          src.Fill(rng);
+          dst.Fill(rng);
+          Surface want = dst;
+          PictureEditor reader, writer, oracleReader, oracleWriter;
+          src.Attach(reader);
+          dst.Attach(writer);
+          src.Attach(oracleReader);
+          want.Attach(oracleWriter);
+          const Rect r{width > 2 ? 1 : 0, 1, width, 3};
+          map(reader, writer, r, tables);
+          walk_detail::map_sources(oracleWriter, r, tables, oracleReader);
+          for (int32_t y = 0; y < 3; ++y) {
+            ASSERT_TRUE(std::equal(dst.Row(y), dst.Row(y) + width, want.Row(y)))
+                << "in " << in << " out " << out << " width " << width << " row " << y;
+          }
+          ASSERT_TRUE(dst.GuardsIntact());
         }
       }
     }
