@@ -87,13 +87,16 @@ const unsigned char* pixel_area(const StringBytes& s, int32_t* width, int32_t* h
 template <class L>
 struct PackRows {
   [[gnu::always_inline]] static void run(PictureEditor& reader, unsigned char* p) {
-    for (int32_t y = 0; y < reader.height; ++y) {
-      const uint32_t* row = reader.rowPtr;
-      for (int32_t x = 0; x < reader.width; ++x, p += 3) {
+    // Sizes in locals: the bytes written may alias anything, the editor included.
+    const int32_t width = reader.width, height = reader.height;
+    for (int32_t y = 0; y < height; ++y) {
+      const uint32_t* __restrict row = reader.rowPtr;
+      unsigned char* __restrict q = p + static_cast<size_t>(y) * width * 3;
+      for (int32_t x = 0; x < width; ++x) {
         const Rgb c = L::load(row + x);
-        p[0] = static_cast<unsigned char>(c.r);
-        p[1] = static_cast<unsigned char>(c.g);
-        p[2] = static_cast<unsigned char>(c.b);
+        q[3 * x] = static_cast<unsigned char>(c.r);
+        q[3 * x + 1] = static_cast<unsigned char>(c.g);
+        q[3 * x + 2] = static_cast<unsigned char>(c.b);
       }
       reader.NextRow();
     }
@@ -107,9 +110,9 @@ struct UnpackRows {
   [[gnu::always_inline]] static void run(PictureEditor& writer, const unsigned char* pixels, int32_t width,
                                          int32_t rows, int32_t columns) {
     for (int32_t y = 0; y < rows; ++y) {
-      const unsigned char* p = pixels + static_cast<size_t>(y) * width * 3;
-      uint32_t* row = writer.rowPtr;
-      for (int32_t x = 0; x < columns; ++x, p += 3) row[x] = L::store(Rgb{p[0], p[1], p[2]});
+      const unsigned char* __restrict p = pixels + static_cast<size_t>(y) * width * 3;
+      uint32_t* __restrict row = writer.rowPtr;
+      for (int32_t x = 0; x < columns; ++x) row[x] = L::store(Rgb{p[3 * x], p[3 * x + 1], p[3 * x + 2]});
       writer.NextRow();
     }
   }

@@ -1,12 +1,11 @@
 // Instruction sets for the hot loops. Every pass over pixels is compiled once for
-// the x86-64 baseline and once for AVX2, from the same source: a pass is a struct
-// whose always-inlined `run` holds the loop, and each entry below is the only
-// function compiled for its set, so no code for a wider set is ever shared with a
-// narrower one. A pass may add its own code for a set, as static members `avx2`
-// and `avx512` declared with that set's target attribute; AVX-512 is used only
-// there, where it pays (passes without it run their AVX2 code). The set is chosen
-// once per process from what the processor and the system support; every set
-// gives the same results.
+// the x86-64 baseline and once each for AVX2 and AVX-512, from the same source: a
+// pass is a struct whose always-inlined `run` holds the loop, and each entry below
+// is the only function compiled for its set, so no code for a wider set is ever
+// shared with a narrower one. A pass may bring its own code for a set instead, as
+// static members `avx2` and `avx512` declared with that set's target attribute.
+// The set is chosen once per process from what the processor and the system
+// support; every set gives the same results.
 #pragma once
 
 #include <cstdint>
@@ -43,6 +42,11 @@ template <class Pass, class... Args>
 [[gnu::target("avx2,bmi,bmi2,popcnt")]] decltype(auto) avx2(Args&&... args) {
   return Pass::run(std::forward<Args>(args)...);
 }
+
+template <class Pass, class... Args>
+[[gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]] decltype(auto) avx512(Args&&... args) {
+  return Pass::run(std::forward<Args>(args)...);
+}
 #endif
 
 }  // namespace isa_detail
@@ -54,8 +58,11 @@ decltype(auto) dispatch(Args&&... args) {
 #if defined(__x86_64__)
   switch (ActiveIsa()) {
     case Isa::kAvx512:
-      if constexpr (requires { &Pass::avx512; }) return Pass::avx512(std::forward<Args>(args)...);
-      [[fallthrough]];
+      if constexpr (requires { &Pass::avx512; }) {
+        return Pass::avx512(std::forward<Args>(args)...);
+      } else {
+        return isa_detail::avx512<Pass>(std::forward<Args>(args)...);
+      }
     case Isa::kAvx2:
       if constexpr (requires { &Pass::avx2; }) {
         return Pass::avx2(std::forward<Args>(args)...);

@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <utility>
@@ -49,7 +50,7 @@ namespace walk_detail {
 // Pixels computed into the scratch row before they are streamed out.
 inline constexpr int32_t kChunk = 256;
 // Pixels tested before a scan looks whether one failed.
-inline constexpr int32_t kBlock = 128;
+inline constexpr int32_t kBlock = 256;
 
 // Calls `f` with one layout per editor: their common family's policy type when
 // they share one, else each editor's ShiftLayout. Four instantiations of `f`
@@ -193,9 +194,24 @@ struct CountPass {
   }
 };
 
-// Four interleaved tallies, so that runs of one value do not wait on each other.
+// Four interleaved tallies, so that runs of one value do not wait on each
+// other. A family whose channels are bytes is counted from its bytes in memory.
 template <class In>
 struct HistogramPass {
+  [[gnu::always_inline]] static void tally_pixel(uint32_t (&tally)[3][256], const uint32_t* p) {
+    if constexpr (requires { In::kRed; } && std::endian::native == std::endian::little) {
+      const auto* bytes = reinterpret_cast<const unsigned char*>(p);
+      ++tally[0][bytes[In::kRed / 8]];
+      ++tally[1][bytes[In::kGreen / 8]];
+      ++tally[2][bytes[In::kBlue / 8]];
+    } else {
+      const Rgb c = In::load(p);
+      ++tally[0][c.r];
+      ++tally[1][c.g];
+      ++tally[2][c.b];
+    }
+  }
+
   [[gnu::always_inline]] static void run(PictureEditor& src, const Rect& r, uint32_t (&counts)[3][256]) {
     uint32_t tally[4][3][256] = {};
     src.AdvanceRows(r.y0);
@@ -203,19 +219,12 @@ struct HistogramPass {
       const uint32_t* s = src.rowPtr;
       int32_t x = r.x0;
       for (; x + 4 <= r.x1; x += 4) {
-        for (int32_t k = 0; k < 4; ++k) {
-          const Rgb c = In::load(s + x + k);
-          ++tally[k][0][c.r];
-          ++tally[k][1][c.g];
-          ++tally[k][2][c.b];
-        }
+        tally_pixel(tally[0], s + x);
+        tally_pixel(tally[1], s + x + 1);
+        tally_pixel(tally[2], s + x + 2);
+        tally_pixel(tally[3], s + x + 3);
       }
-      for (; x < r.x1; ++x) {
-        const Rgb c = In::load(s + x);
-        ++tally[0][0][c.r];
-        ++tally[0][1][c.g];
-        ++tally[0][2][c.b];
-      }
+      for (; x < r.x1; ++x) tally_pixel(tally[0], s + x);
       src.NextRow();
     }
     for (int32_t channel = 0; channel < 3; ++channel) {
