@@ -8,6 +8,7 @@
 #include "compose/mask.h"
 
 #include <algorithm>
+#include <bit>
 #include <type_traits>
 
 #include "frame/host.h"
@@ -40,6 +41,35 @@ struct MaskWord {
   uint32_t operator()(uint32_t p) const { return grey(alpha_of<Layout>(p)); }
 };
 
+// The mask's red (in its layout `In`) ^ flip into the lowest-addressed byte of
+// each word of self, in place. Self and the mask may be the same picture: a row
+// that is its own mask row is walked through one pointer.
+template <class In>
+struct WriteMask {
+  [[gnu::always_inline]] static uint32_t merged(uint32_t word, uint32_t mask, uint32_t flip) {
+    return (word & ~uint32_t{255}) | (In::load(&mask).r ^ flip);
+  }
+  [[gnu::always_inline]] static void run(PictureEditor& target, PictureEditor& source, int32_t width, int32_t height,
+                                         uint32_t flip) {
+    for (int32_t y = 0; y < height; ++y) {
+      uint32_t* d = target.rowPtr;
+      const uint32_t* s = source.rowPtr;
+      if constexpr (std::endian::native != std::endian::little) {
+        auto* bytes = reinterpret_cast<unsigned char*>(d);
+        for (int32_t x = 0; x < width; ++x) bytes[4 * x] = static_cast<unsigned char>(In::load(s + x).r ^ flip);
+      } else if (d == s) {
+        for (int32_t x = 0; x < width; ++x) d[x] = merged(d[x], d[x], flip);
+      } else {
+        uint32_t* __restrict to = d;
+        const uint32_t* __restrict from = s;
+        for (int32_t x = 0; x < width; ++x) to[x] = merged(to[x], from[x], flip);
+      }
+      target.NextRow();
+      source.NextRow();
+    }
+  }
+};
+
 }  // namespace
 
 REALpicture GetEmbededMask(REALpicture self, RBBoolean swap) {
@@ -66,18 +96,8 @@ void SetEmbededMask(REALpicture self, RBBoolean swap, REALpicture mask) {
   const int32_t width = std::min(target.width, source.width);
   const int32_t height = std::min(target.height, source.height);
   const uint32_t flip = swap != 0 ? 255 : 0;
-  with_layout(source.pixelFormat, [&](auto in) {
-    using In = decltype(in);
-    for (int32_t y = 0; y < height; ++y) {
-      // Bytes, not words: the lowest-addressed byte of each word, in place. Self
-      // and the mask may be the same picture, so no restrict here.
-      unsigned char* d = reinterpret_cast<unsigned char*>(target.rowPtr);
-      const uint32_t* s = source.rowPtr;
-      for (int32_t x = 0; x < width; ++x) d[4 * x] = static_cast<unsigned char>(In::load(s + x).r ^ flip);
-      target.NextRow();
-      source.NextRow();
-    }
-  });
+  with_layout(source.pixelFormat,
+              [&](auto in) { dispatch<WriteMask<decltype(in)>>(target, source, width, height, flip); });
 }
 
 RBBoolean PictureHasMask(REALpicture self) {
