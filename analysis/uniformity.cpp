@@ -34,7 +34,10 @@ struct ExactGray {
 struct TolerantGray {
   int32_t t;
   static bool near(uint32_t a, uint32_t b, int32_t t) { return std::abs(int32_t(a) - int32_t(b)) <= t; }
-  bool operator()(Rgb c) const { return near(c.r, c.g, t) & near(c.r, c.b, t) & near(c.g, c.b, t); }
+  bool operator()(Rgb c) const {
+    const bool rg = near(c.r, c.g, t), rb = near(c.r, c.b, t), gb = near(c.g, c.b, t);
+    return rg & rb & gb;
+  }
 };
 
 // not near black (some channel 30 or more), and G differs from R or B by more than t
