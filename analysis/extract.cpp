@@ -27,10 +27,16 @@ Rgb rgb_of(uint32_t colour) { return {(colour >> 16) & 255, (colour >> 8) & 255,
 
 bool same(Rgb a, Rgb b) { return (a.r == b.r) & (a.g == b.g) & (a.b == b.b); }
 
+// Each channel of `a` where `pick`, else of `b`, without a branch.
+Rgb select(bool pick, Rgb a, Rgb b) {
+  const uint32_t m = 0u - static_cast<uint32_t>(pick);
+  return {(a.r & m) | (b.r & ~m), (a.g & m) | (b.g & ~m), (a.b & m) | (b.b & ~m)};
+}
+
 // c = search ? with : c
 struct Replace {
   Rgb search, with;
-  Rgb operator()(Rgb c) const { return same(c, search) ? with : c; }
+  Rgb operator()(Rgb c) const { return select(same(c, search), with, c); }
 };
 
 // The same on the words of one layout family: word = search ? with : word made opaque
@@ -45,7 +51,7 @@ struct ReplaceWord {
 // c = search ? with : background
 struct Extract {
   Rgb search, with, background;
-  Rgb operator()(Rgb c) const { return same(c, search) ? with : background; }
+  Rgb operator()(Rgb c) const { return select(same(c, search), with, background); }
 };
 
 // The same on the words of one layout family

@@ -73,6 +73,8 @@ decltype(auto) with_layouts(F&& f, const PictureEditor& first, const Editors&...
   return f(ShiftLayout::of(first.pixelFormat), ShiftLayout::of(rest.pixelFormat)...);
 }
 
+// Copies n words from the scratch row to the result with stores that bypass the
+// caches (16-byte ones once the destination is aligned to them).
 [[gnu::always_inline]] inline void stream_words(uint32_t* to, const uint32_t* from, int32_t n) {
 #if defined(__SSE2__)
   int32_t i = 0;
