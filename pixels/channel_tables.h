@@ -42,9 +42,17 @@ struct WordTables {
   alignas(64) uint32_t word[3][256];
   uint32_t opaque;
   ShiftLayout in;
+  // The byte tables, and whether every channel keeps its byte (source and
+  // result of one family): then a pixel's bytes go through them in place.
+  const ChannelTables& bytes;
+  bool inPlace;
 
   WordTables(const ChannelTables& t, const ShiftLayout& source, const ShiftLayout& result)
-      : opaque(result.opaque), in(source) {
+      : opaque(result.opaque),
+        in(source),
+        bytes(t),
+        inPlace(source.channel == 255 && source.red == result.red && source.green == result.green &&
+                source.blue == result.blue) {
     for (int32_t v = 0; v < 256; ++v) {
       word[0][v] = uint32_t{t.table[0][v]} << result.red;
       word[1][v] = uint32_t{t.table[1][v]} << result.green;
@@ -115,6 +123,38 @@ struct Avx512Span {
     for (; i < n; ++i) d[i] = t(s[i]);
   }
 };
+
+// The same through byte permutes: each 256-entry table lives in four registers,
+// and every byte of 16 pixels is looked up in the table of its channel.
+struct ByteShuffleSpan {
+  // q[index]: bits 0-6 pick a byte of q[0], q[1] or of q[2], q[3]; bit 7 picks the pair.
+  [[gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx512vbmi,avx2,bmi,bmi2,popcnt")]] static __m512i lookup(
+      const __m512i (&q)[4], __m512i index) {
+    const __m512i low = _mm512_permutex2var_epi8(q[0], index, q[1]);
+    const __m512i high = _mm512_permutex2var_epi8(q[2], index, q[3]);
+    return _mm512_mask_blend_epi8(_mm512_movepi8_mask(index), low, high);
+  }
+  [[gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx512vbmi,avx2,bmi,bmi2,popcnt")]] static void apply(
+      uint32_t* d, const uint32_t* s, int32_t n, const WordTables& t) {
+    __m512i table[3][4];
+    for (int32_t c = 0; c < 3; ++c) {
+      for (int32_t k = 0; k < 4; ++k) table[c][k] = _mm512_loadu_si512(t.bytes.table[c].data() + 64 * k);
+    }
+    constexpr uint64_t kFirstOfFour = 0x1111111111111111u;
+    const __mmask64 red = kFirstOfFour << (t.in.red / 8), green = kFirstOfFour << (t.in.green / 8),
+                    blue = kFirstOfFour << (t.in.blue / 8);
+    const __m512i opaque = _mm512_set1_epi32(static_cast<int32_t>(t.opaque));
+    int32_t i = 0;
+    for (; i + 16 <= n; i += 16) {
+      const __m512i p = _mm512_loadu_si512(s + i);
+      __m512i v = _mm512_mask_blend_epi8(red, opaque, lookup(table[0], p));
+      v = _mm512_mask_blend_epi8(green, v, lookup(table[1], p));
+      v = _mm512_mask_blend_epi8(blue, v, lookup(table[2], p));
+      _mm512_storeu_si512(d + i, v);
+    }
+    for (; i < n; ++i) d[i] = t(s[i]);
+  }
+};
 #endif
 
 struct TablePass {
@@ -150,6 +190,7 @@ struct TablePass {
   }
   [[gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]] static void avx512(
       PictureEditor& src, PictureEditor& dst, const Rect& r, bool stream, const WordTables& t) {
+    if (t.inPlace && HasByteShuffles()) return rows<ByteShuffleSpan>(src, dst, r, stream, t);
     rows<Avx512Span>(src, dst, r, stream, t);
   }
 #endif

@@ -69,6 +69,15 @@ bool UseIsa(Isa isa) {
   return true;
 }
 
+bool HasByteShuffles() {
+#if defined(__x86_64__)
+  static const bool vbmi = DetectedIsa() == Isa::kAvx512 && __builtin_cpu_supports("avx512vbmi");
+  return vbmi;
+#else
+  return false;
+#endif
+}
+
 int64_t StreamThreshold() { return gStreamBytes.load(std::memory_order_relaxed); }
 
 void SetStreamThreshold(int64_t bytes) { gStreamBytes.store(bytes, std::memory_order_relaxed); }

@@ -26,6 +26,10 @@ Isa ActiveIsa();
 // machine cannot run it.
 bool UseIsa(Isa isa);
 
+// Whether the machine permutes bytes across a whole AVX-512 register (VBMI);
+// passes with code of their own for it use it along with Isa::kAvx512 only.
+bool HasByteShuffles();
+
 // Results larger than this many bytes are written around the caches.
 int64_t StreamThreshold();
 void SetStreamThreshold(int64_t bytes);  // for tests
