@@ -69,7 +69,7 @@ struct ExtractWord {
 template <template <class> class Word, class Kernel>
 void map_colours(PictureEditor& reader, PictureEditor& writer, const Kernel& kernel) {
   const Rect all{0, 0, reader.width, reader.height};
-  if (family_of(reader.pixelFormat) != family_of(writer.pixelFormat)) return map(reader, writer, all, kernel);
+  if (family_of(reader.pixelFormat) != family_of(writer.pixelFormat)) return map_general(reader, writer, all, kernel);
   with_layout(writer.pixelFormat, [&](auto layout) {
     using L = decltype(layout);
     if constexpr (L::kWrites) map_words(reader, writer, all, Word<L>(kernel));

@@ -237,7 +237,9 @@ struct HistogramPass {
   }
 };
 
-template <class Kernel, class... Sources>
+// `kGeneralOnly`: the caller handles pictures of one family itself, so only
+// the general loop is compiled.
+template <bool kGeneralOnly = false, class Kernel, class... Sources>
 void map_sources(PictureEditor& dst, Rect r, const Kernel& kernel, Sources&... src) {
   constexpr size_t N = sizeof...(Sources);
   r.x1 = std::min({r.x1, dst.width, src.width...});
@@ -245,12 +247,15 @@ void map_sources(PictureEditor& dst, Rect r, const Kernel& kernel, Sources&... s
   if (r.empty() || family_of(dst.pixelFormat) == Family::kUnknown) return;
   const std::array<PictureEditor*, N> sources{&src...};
   const bool stream = r.bytes() > StreamThreshold();
-  with_layouts(
-      [&](auto out, auto... in) {
-        using L = decltype(out);
-        dispatch<MapPass<L, Kernel, N>>(dst, sources, r, kernel, out, std::array<L, N>{in...}, stream);
-      },
-      dst, src...);
+  const auto walk = [&](auto out, auto... in) {
+    using L = decltype(out);
+    dispatch<MapPass<L, Kernel, N>>(dst, sources, r, kernel, out, std::array<L, N>{in...}, stream);
+  };
+  if constexpr (kGeneralOnly) {
+    walk(ShiftLayout::of(dst.pixelFormat), ShiftLayout::of(src.pixelFormat)...);
+  } else {
+    with_layouts(walk, dst, src...);
+  }
 }
 
 }  // namespace walk_detail
@@ -266,6 +271,13 @@ void map(PictureEditor& src, PictureEditor& dst, Rect r, const Kernel& kernel) {
 template <class Kernel, class... Sources>
 void map_many(PictureEditor& dst, Rect r, const Kernel& kernel, Sources&... src) {
   walk_detail::map_sources(dst, r, kernel, src...);
+}
+
+// map through the general loop only, for a caller that maps pictures of one
+// family by other means.
+template <class Kernel>
+void map_general(PictureEditor& src, PictureEditor& dst, Rect r, const Kernel& kernel) {
+  walk_detail::map_sources<true>(dst, r, kernel, src);
 }
 
 // One source word to one result word at the same place, over `r`: the kernel
