@@ -46,7 +46,9 @@ struct Tint {
         sG(unit(sepiaBase, 8)),
         sB(unit(sepiaBase, 0)) {}
 
-  static uint32_t capped(double w) { return static_cast<uint32_t>(std::min(TruncateToInt32(w), 255)); }
+  // 0 <= w <= 765 (weights and sepia channels lie in 0..1), so the plain cast
+  // truncates as TruncateToInt32 does, and vectorises.
+  static uint32_t capped(double w) { return static_cast<uint32_t>(std::min(static_cast<int32_t>(w), 255)); }
   Rgb operator()(Rgb c) const {
     const double grey = c.r * wR + c.g * wG + c.b * wB;
     return {capped(sR * grey), capped(sG * grey), capped(sB * grey)};

@@ -18,8 +18,8 @@ struct Invert {
 // grey (R = G = B) -> 255 - R; any other colour unchanged
 struct InvertGray {
   Rgb operator()(Rgb c) const {
-    const bool grey = c.r == c.g && c.g == c.b;
-    return grey ? Rgb{c.r ^ 255, c.g ^ 255, c.b ^ 255} : c;
+    const uint32_t flip = 255u * static_cast<uint32_t>((c.r == c.g) & (c.g == c.b));
+    return {c.r ^ flip, c.g ^ flip, c.b ^ flip};
   }
 };
 

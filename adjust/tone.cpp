@@ -8,31 +8,14 @@
 // and never reads Ga. Both quirks are kept on purpose.
 #include "adjust/tone.h"
 
-#include <array>
 #include <cstdint>
 
 #include "adjust/map_picture.h"
+#include "pixels/channel_tables.h"
 #include "pixels/channel.h"
 
 namespace picture {
 namespace {
-
-// A rule depends on one channel value and its parameters only, so it is
-// evaluated once per value into a table; the lookup gives what evaluating it
-// per pixel would.
-struct ChannelTables {
-  std::array<std::array<uint8_t, 256>, 3> table;
-
-  template <class Rule>
-  ChannelTables(const Rule& red, const Rule& green, const Rule& blue) {
-    for (int32_t v = 0; v < 256; ++v) {
-      table[0][v] = red(v);
-      table[1][v] = green(v);
-      table[2][v] = blue(v);
-    }
-  }
-  Rgb operator()(Rgb c) const { return {table[0][c.r], table[1][c.g], table[2][c.b]}; }
-};
 
 uint8_t clamped(double w) { return static_cast<uint8_t>(Clamp255(TruncateToInt32(w))); }
 
@@ -88,6 +71,9 @@ struct Transform {
   uint8_t operator()(int32_t v) const { return clamped(v * a + b); }
 };
 
+// A rule depends on one channel value and its parameters only, so it is
+// evaluated once per value into a table; the lookup gives what evaluating it
+// per pixel would.
 template <class Rule>
 REALpicture tone(REALpicture source, const Rule& red, const Rule& green, const Rule& blue) {
   return map_picture(source, ChannelTables(red, green, blue));

@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "frame/host.h"
+#include "pixels/channel_tables.h"
 #include "pixels/picture_editor.h"
 #include "pixels/walk.h"
 
@@ -59,12 +60,16 @@ class BlockHolds {
   std::array<REALmemoryBlock, 3> blocks_;
 };
 
-// (R, G, B) -> (red[R], green[G], blue[B])
-struct ChannelTables {
-  const uint8_t* red;
-  const uint8_t* green;
-  const uint8_t* blue;
-  Rgb operator()(Rgb c) const { return {red[c.r], green[c.g], blue[c.b]}; }
+// R, G, B = those of the wanted colour
+struct SameColour {
+  Rgb want;
+  bool operator()(Rgb c) const { return (c.r == want.r) & (c.g == want.g) & (c.b == want.b); }
+};
+
+// v -> the byte at v of a caller's table
+struct TableBytes {
+  const uint8_t* bytes;
+  uint8_t operator()(int32_t v) const { return bytes[v]; }
 };
 
 }  // namespace
@@ -73,11 +78,7 @@ int32_t CountColorZRK(REALpicture picture, uint32_t colour) {
   PictureReader reader;
   if (!reader.GetPictureEditor(picture, true, false)) return 0;
   const Rgb want{(colour >> 16) & 255, (colour >> 8) & 255, colour & 255};
-  uint32_t count = 0;
-  scan(reader, Rect{0, 0, reader.width, reader.height}, [&](Rgb c) {
-    count += (c.r == want.r) & (c.g == want.g) & (c.b == want.b);
-  });
-  return static_cast<int32_t>(count);
+  return static_cast<int32_t>(count(reader, Rect{0, 0, reader.width, reader.height}, SameColour{want}));
 }
 
 void CountColorsZRK(REALpicture picture, REALmemoryBlock* first, REALmemoryBlock* second, REALmemoryBlock* third,
@@ -112,13 +113,9 @@ void CountColorsZRK(REALpicture picture, REALmemoryBlock* first, REALmemoryBlock
     }
   }
   // Counted locally, added to the blocks once.
-  uint32_t histogram[3][256] = {};
-  scan(reader, Rect{0, 0, reader.width, reader.height}, [&](Rgb c) {
-    ++histogram[0][c.r];
-    ++histogram[1][c.g];
-    ++histogram[2][c.b];
-  });
-  for (int i = 0; i < 3; ++i) add_counters(blocks[i], histogram[i]);
+  uint32_t counts[3][256] = {};
+  histogram(reader, Rect{0, 0, reader.width, reader.height}, counts);
+  for (int i = 0; i < 3; ++i) add_counters(blocks[i], counts[i]);
   result = pixel_count(reader);
 }
 
@@ -154,7 +151,7 @@ REALpicture TransformColorsZRK(REALpicture picture, REALmemoryBlock red, REALmem
   }
   // A new picture is opaque whatever the source's alpha kind.
   if (!intoDest && !writer.NewPictureWriter(reader.width, reader.height, false)) return nullptr;
-  map(reader, writer, Rect{0, 0, reader.width, reader.height}, ChannelTables{bytes[0], bytes[1], bytes[2]});
+  map(reader, writer, Rect{0, 0, reader.width, reader.height}, ChannelTables(TableBytes{bytes[0]}, TableBytes{bytes[1]}, TableBytes{bytes[2]}));
   return writer.RenderPictureWriter();
 }
 

@@ -15,7 +15,6 @@
 #include <cstring>
 #include <limits>
 #include <memory>
-#include <type_traits>
 
 #include "analysis/colour_key.h"
 #include "pixels/picture_editor.h"
@@ -26,12 +25,18 @@ namespace {
 
 Rgb rgb_of(uint32_t colour) { return {(colour >> 16) & 255, (colour >> 8) & 255, colour & 255}; }
 
-bool same(Rgb a, Rgb b) { return a.r == b.r && a.g == b.g && a.b == b.b; }
+bool same(Rgb a, Rgb b) { return (a.r == b.r) & (a.g == b.g) & (a.b == b.b); }
+
+// Each channel of `a` where `pick`, else of `b`, without a branch.
+Rgb select(bool pick, Rgb a, Rgb b) {
+  const uint32_t m = 0u - static_cast<uint32_t>(pick);
+  return {(a.r & m) | (b.r & ~m), (a.g & m) | (b.g & ~m), (a.b & m) | (b.b & ~m)};
+}
 
 // c = search ? with : c
 struct Replace {
   Rgb search, with;
-  Rgb operator()(Rgb c) const { return same(c, search) ? with : c; }
+  Rgb operator()(Rgb c) const { return select(same(c, search), with, c); }
 };
 
 // The same on the words of one layout family: word = search ? with : word made opaque
@@ -39,28 +44,36 @@ template <class L>
 struct ReplaceWord {
   ColourKey<L> search;
   uint32_t with;
+  explicit ReplaceWord(const Replace& rule) : search(rule.search), with(L::store(rule.with)) {}
   uint32_t operator()(uint32_t p) const { return search(p) ? with : (p & search.mask) | search.opaque; }
 };
 
-// word = search (in the reader's layout) ? with : background (in the writer's)
-template <class In>
+// c = search ? with : background
+struct Extract {
+  Rgb search, with, background;
+  Rgb operator()(Rgb c) const { return select(same(c, search), with, background); }
+};
+
+// The same on the words of one layout family
+template <class L>
 struct ExtractWord {
-  ColourKey<In> search;
+  ColourKey<L> search;
   uint32_t with, background;
+  explicit ExtractWord(const Extract& rule)
+      : search(rule.search), with(L::store(rule.with)), background(L::store(rule.background)) {}
   uint32_t operator()(uint32_t p) const { return search(p) ? with : background; }
 };
 
-// One source word to one result word at the same place, over the whole picture.
-template <class Kernel>
-void map_words(PictureEditor& src, PictureEditor& dst, const Kernel& kernel) {
-  const int32_t width = std::min(src.width, dst.width), height = std::min(src.height, dst.height);
-  for (int32_t y = 0; y < height; ++y) {
-    const uint32_t* __restrict s = src.rowPtr;
-    uint32_t* __restrict d = dst.rowPtr;
-    for (int32_t x = 0; x < width; ++x) d[x] = kernel(s[x]);
-    src.NextRow();
-    dst.NextRow();
-  }
+// Pictures of one family map word to word (`Word` over the family's layout);
+// any other pair maps colour to colour.
+template <template <class> class Word, class Kernel>
+void map_colours(PictureEditor& reader, PictureEditor& writer, const Kernel& kernel) {
+  const Rect all{0, 0, reader.width, reader.height};
+  if (family_of(reader.pixelFormat) != family_of(writer.pixelFormat)) return map_general(reader, writer, all, kernel);
+  with_layout(writer.pixelFormat, [&](auto layout) {
+    using L = decltype(layout);
+    if constexpr (L::kWrites) map_words(reader, writer, all, Word<L>(kernel));
+  });
 }
 
 // A region map: (W + 2) x (H + 2) byte cells, picture pixel (x, y) at cell
@@ -200,19 +213,7 @@ REALpicture ReplaceColorZRK(REALpicture source, uint32_t searchColor, uint32_t r
   if (!reader.GetPictureEditor(source, true, false)) return nullptr;
   PictureWriter writer;
   if (!writer.NewPictureWriter(reader.width, reader.height, reader.hasAlphaChannel)) return nullptr;
-  const Rgb search = rgb_of(searchColor), with = rgb_of(replaceWithColor);
-  with_layout(reader.pixelFormat, [&](auto in) {
-    with_layout(writer.pixelFormat, [&](auto out) {
-      using In = decltype(in);
-      using Out = decltype(out);
-      // Within one family a pixel keeps its word but for the alpha byte.
-      if constexpr (std::is_same_v<In, Out> && Out::kWrites) {
-        map_words(reader, writer, ReplaceWord<In>{ColourKey<In>(search), Out::store(with)});
-      } else {
-        map(reader, writer, Rect{0, 0, reader.width, reader.height}, Replace{search, with});
-      }
-    });
-  });
+  map_colours<ReplaceWord>(reader, writer, Replace{rgb_of(searchColor), rgb_of(replaceWithColor)});
   return writer.RenderPictureWriter();
 }
 
@@ -222,16 +223,8 @@ REALpicture ExtractColorZRK(REALpicture source, uint32_t searchColor, uint32_t r
   if (!reader.GetPictureEditor(source, true, false)) return nullptr;
   PictureWriter writer;
   if (!writer.NewPictureWriter(reader.width, reader.height, false)) return nullptr;
-  with_layout(reader.pixelFormat, [&](auto in) {
-    with_layout(writer.pixelFormat, [&](auto out) {
-      using Out = decltype(out);
-      if constexpr (Out::kWrites) {
-        map_words(reader, writer,
-                  ExtractWord<decltype(in)>{ColourKey<decltype(in)>(rgb_of(searchColor)),
-                                            Out::store(rgb_of(replaceWithColor)), Out::store(rgb_of(backGroundColor))});
-      }
-    });
-  });
+  map_colours<ExtractWord>(reader, writer,
+                          Extract{rgb_of(searchColor), rgb_of(replaceWithColor), rgb_of(backGroundColor)});
   return writer.RenderPictureWriter();
 }
 

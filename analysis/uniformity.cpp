@@ -27,14 +27,28 @@ struct White {
 
 // R = G = B
 struct ExactGray {
-  bool operator()(Rgb c) const { return c.r == c.g && c.g == c.b; }
+  bool operator()(Rgb c) const { return (c.r == c.g) & (c.g == c.b); }
 };
 
 // |R - G|, |R - B| and |G - B| each at most t
 struct TolerantGray {
   int32_t t;
   static bool near(uint32_t a, uint32_t b, int32_t t) { return std::abs(int32_t(a) - int32_t(b)) <= t; }
-  bool operator()(Rgb c) const { return near(c.r, c.g, t) && near(c.r, c.b, t) && near(c.g, c.b, t); }
+  bool operator()(Rgb c) const {
+    const bool rg = near(c.r, c.g, t), rb = near(c.r, c.b, t), gb = near(c.g, c.b, t);
+    return rg & rb & gb;
+  }
+};
+
+// not near black (some channel 30 or more), and G differs from R or B by more than t
+struct Coloured {
+  int32_t t;
+  bool operator()(Rgb c) const {
+    const bool considered = std::max({c.r, c.g, c.b}) >= 30;
+    const int32_t dGR = int32_t(c.g) - int32_t(c.r);
+    const int32_t dGB = int32_t(c.g) - int32_t(c.b);
+    return considered & ((dGR > t) | (dGB > t) | (dGR < -t) | (dGB < -t));
+  }
 };
 
 template <class Test>
@@ -75,18 +89,11 @@ double ColornessZRK(REALpicture picture, int32_t threshold) {
   // Differences lie in -255..255: any negative threshold passes every pixel and
   // 255 or more none, so the clamped threshold decides alike and negates safely.
   const int32_t t = std::clamp(threshold, -1, 255);
-  uint32_t count = 0;
-  scan(reader, Rect{0, 0, reader.width, reader.height}, [&](Rgb c) {
-    // near black: every channel 29 or less
-    const bool considered = std::max({c.r, c.g, c.b}) >= 30;
-    const int32_t dGR = int32_t(c.g) - int32_t(c.r);
-    const int32_t dGB = int32_t(c.g) - int32_t(c.b);
-    count += considered & ((dGR > t) | (dGB > t) | (dGR < -t) | (dGB < -t));
-  });
+  const uint32_t coloured = count(reader, Rect{0, 0, reader.width, reader.height}, Coloured{t});
   // Counter and pixel count are 32-bit signed, as the host's programs see them;
   // an empty picture divides 0 by 0.
   const auto pixels = static_cast<int32_t>(static_cast<uint32_t>(reader.width) * static_cast<uint32_t>(reader.height));
-  return static_cast<double>(static_cast<int32_t>(count)) / static_cast<double>(pixels);
+  return static_cast<double>(static_cast<int32_t>(coloured)) / static_cast<double>(pixels);
 }
 
 }  // namespace picture

@@ -8,11 +8,13 @@
 #include "compose/mask.h"
 
 #include <algorithm>
+#include <bit>
 #include <type_traits>
 
 #include "frame/host.h"
 #include "pixels/layout.h"
 #include "pixels/picture_editor.h"
+#include "pixels/walk.h"
 
 namespace picture {
 namespace {
@@ -26,6 +28,48 @@ uint32_t alpha_of(uint32_t p) {
   return 0;
 }
 
+// v = 255 - a with swap, a without, written as the grey (v, v, v): the three
+// channel bytes of every family are adjacent, lowest at `shift`.
+struct MaskGrey {
+  uint32_t flip, shift, opaque;
+  uint32_t operator()(uint32_t v) const { return ((v ^ flip) * 0x010101u) << shift | opaque; }
+};
+
+template <class Layout>
+struct MaskWord {
+  MaskGrey grey;
+  uint32_t operator()(uint32_t p) const { return grey(alpha_of<Layout>(p)); }
+};
+
+// The mask's red (in its layout `In`) ^ flip into the lowest-addressed byte of
+// each word of self, in place. Self and the mask may be the same picture: a row
+// that is its own mask row is walked through one pointer.
+template <class In>
+struct WriteMask {
+  [[gnu::always_inline]] static uint32_t merged(uint32_t word, uint32_t mask, uint32_t flip) {
+    return (word & ~uint32_t{255}) | (In::load(&mask).r ^ flip);
+  }
+  [[gnu::always_inline]] static void run(PictureEditor& target, PictureEditor& source, int32_t width, int32_t height,
+                                         uint32_t flip) {
+    for (int32_t y = 0; y < height; ++y) {
+      uint32_t* d = target.rowPtr;
+      const uint32_t* s = source.rowPtr;
+      if constexpr (std::endian::native != std::endian::little) {
+        auto* bytes = reinterpret_cast<unsigned char*>(d);
+        for (int32_t x = 0; x < width; ++x) bytes[4 * x] = static_cast<unsigned char>(In::load(s + x).r ^ flip);
+      } else if (d == s) {
+        for (int32_t x = 0; x < width; ++x) d[x] = merged(d[x], d[x], flip);
+      } else {
+        uint32_t* __restrict to = d;
+        const uint32_t* __restrict from = s;
+        for (int32_t x = 0; x < width; ++x) to[x] = merged(to[x], from[x], flip);
+      }
+      target.NextRow();
+      source.NextRow();
+    }
+  }
+};
+
 }  // namespace
 
 REALpicture GetEmbededMask(REALpicture self, RBBoolean swap) {
@@ -33,25 +77,11 @@ REALpicture GetEmbededMask(REALpicture self, RBBoolean swap) {
   if (!reader.GetPictureEditor(self, true, false)) return nullptr;
   PictureWriter writer;
   if (!writer.NewPictureWriter(reader.width, reader.height, false)) return nullptr;
-  // v = 255 - a with swap, a without
-  const uint32_t flip = swap != 0 ? 255 : 0;
+  const ShiftLayout out = ShiftLayout::of(writer.pixelFormat);
+  if (out.channel == 0) return writer.RenderPictureWriter();
+  const MaskGrey grey{swap != 0 ? 255u : 0u, std::min({out.red, out.green, out.blue}), out.opaque};
   with_layout(reader.pixelFormat, [&](auto in) {
-    with_layout(writer.pixelFormat, [&](auto out) {
-      using In = decltype(in);
-      using Out = decltype(out);
-      if constexpr (Out::kWrites) {
-        for (int32_t y = 0; y < reader.height; ++y) {
-          const uint32_t* __restrict s = reader.rowPtr;
-          uint32_t* __restrict d = writer.rowPtr;
-          for (int32_t x = 0; x < reader.width; ++x) {
-            const uint32_t v = alpha_of<In>(s[x]) ^ flip;
-            d[x] = Out::store(Rgb{v, v, v});
-          }
-          reader.NextRow();
-          writer.NextRow();
-        }
-      }
-    });
+    map_words(reader, writer, Rect{0, 0, reader.width, reader.height}, MaskWord<decltype(in)>{grey});
   });
   return writer.RenderPictureWriter();
 }
@@ -66,18 +96,8 @@ void SetEmbededMask(REALpicture self, RBBoolean swap, REALpicture mask) {
   const int32_t width = std::min(target.width, source.width);
   const int32_t height = std::min(target.height, source.height);
   const uint32_t flip = swap != 0 ? 255 : 0;
-  with_layout(source.pixelFormat, [&](auto in) {
-    using In = decltype(in);
-    for (int32_t y = 0; y < height; ++y) {
-      // Bytes, not words: the lowest-addressed byte of each word, in place. Self
-      // and the mask may be the same picture, so no restrict here.
-      unsigned char* d = reinterpret_cast<unsigned char*>(target.rowPtr);
-      const uint32_t* s = source.rowPtr;
-      for (int32_t x = 0; x < width; ++x) d[4 * x] = static_cast<unsigned char>(In::load(s + x).r ^ flip);
-      target.NextRow();
-      source.NextRow();
-    }
-  });
+  with_layout(source.pixelFormat,
+              [&](auto in) { dispatch<WriteMask<decltype(in)>>(target, source, width, height, flip); });
 }
 
 RBBoolean PictureHasMask(REALpicture self) {

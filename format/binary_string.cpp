@@ -17,6 +17,7 @@
 #include "frame/host.h"
 #include "pixels/layout.h"
 #include "pixels/picture_editor.h"
+#include "pixels/walk.h"
 
 namespace picture {
 namespace {
@@ -88,6 +89,41 @@ const unsigned char* pixel_area(const StringBytes& s, int32_t* width, int32_t* h
   return b + offset;
 }
 
+// Every row of `reader` as R, G, B bytes, rows one after another from `p`.
+template <class L>
+struct PackRows {
+  [[gnu::always_inline]] static void run(PictureEditor& reader, unsigned char* p) {
+    // Sizes in locals: the bytes written may alias anything, the editor included.
+    const int32_t width = reader.width, height = reader.height;
+    for (int32_t y = 0; y < height; ++y) {
+      const uint32_t* __restrict row = reader.rowPtr;
+      unsigned char* __restrict q = p + static_cast<size_t>(y) * width * 3;
+      for (int32_t x = 0; x < width; ++x) {
+        const Rgb c = L::load(row + x);
+        q[3 * x] = static_cast<unsigned char>(c.r);
+        q[3 * x + 1] = static_cast<unsigned char>(c.g);
+        q[3 * x + 2] = static_cast<unsigned char>(c.b);
+      }
+      reader.NextRow();
+    }
+  }
+};
+
+// The first `columns` pixels of the first `rows` rows from R, G, B bytes laid
+// out `width` pixels a row.
+template <class L>
+struct UnpackRows {
+  [[gnu::always_inline]] static void run(PictureEditor& writer, const unsigned char* pixels, int32_t width,
+                                         int32_t rows, int32_t columns) {
+    for (int32_t y = 0; y < rows; ++y) {
+      const unsigned char* __restrict p = pixels + static_cast<size_t>(y) * width * 3;
+      uint32_t* __restrict row = writer.rowPtr;
+      for (int32_t x = 0; x < columns; ++x) row[x] = L::store(Rgb{p[3 * x], p[3 * x + 1], p[3 * x + 2]});
+      writer.NextRow();
+    }
+  }
+};
+
 }  // namespace
 
 REALstring PicturetoBinaryString(REALpicture picture) {
@@ -95,7 +131,7 @@ REALstring PicturetoBinaryString(REALpicture picture) {
   if (!reader.GetPictureEditor(picture, true, false)) return nullptr;
   const int64_t size = int64_t{reader.width} * 3 * reader.height + kWrittenOffset;
   if (size < 1 || size > kMaxString) return nullptr;
-  std::unique_ptr<unsigned char, FreeDeleter> buffer(static_cast<unsigned char*>(std::calloc(static_cast<size_t>(size), 1)));
+  std::unique_ptr<unsigned char, FreeDeleter> buffer(static_cast<unsigned char*>(std::malloc(static_cast<size_t>(size))));
   if (buffer == nullptr) return nullptr;
 
   unsigned char* out = buffer.get();
@@ -105,23 +141,10 @@ REALstring PicturetoBinaryString(REALpicture picture) {
   put_be32(out + 12, static_cast<uint32_t>(reader.height));
   put_be32(out + 16, 32);
   put_be32(out + 20, static_cast<uint32_t>(kWrittenOffset));
+  std::memset(out + kFieldsEnd, 0, kWrittenOffset - kFieldsEnd);  // reserved
 
-  with_layout(reader.pixelFormat, [&](auto layout) {
-    using L = decltype(layout);
-    if constexpr (L::kWrites) {  // an unknown layout leaves the pixels black
-      unsigned char* p = out + kWrittenOffset;
-      for (int32_t y = 0; y < reader.height; ++y) {
-        const uint32_t* row = reader.rowPtr;
-        for (int32_t x = 0; x < reader.width; ++x, p += 3) {
-          const Rgb c = L::load(row + x);
-          p[0] = static_cast<unsigned char>(c.r);
-          p[1] = static_cast<unsigned char>(c.g);
-          p[2] = static_cast<unsigned char>(c.b);
-        }
-        reader.NextRow();
-      }
-    }
-  });
+  // An unknown layout reads black.
+  with_layout(reader.pixelFormat, [&](auto layout) { dispatch<PackRows<decltype(layout)>>(reader, out + kWrittenOffset); });
   return REALBuildUnicodeString(out, size, host_abi::kEncodingUnknown);
 }
 
@@ -144,14 +167,7 @@ REALpicture BinaryStringtoPicture(REALstring data) {
   const int32_t columns = std::min(width, writer.width);
   with_layout(writer.pixelFormat, [&](auto layout) {
     using L = decltype(layout);
-    if constexpr (L::kWrites) {
-      for (int32_t y = 0; y < rows; ++y) {
-        const unsigned char* p = pixels + static_cast<size_t>(y) * width * 3;
-        uint32_t* row = writer.rowPtr;
-        for (int32_t x = 0; x < columns; ++x, p += 3) row[x] = L::store(Rgb{p[0], p[1], p[2]});
-        writer.NextRow();
-      }
-    }
+    if constexpr (L::kWrites) dispatch<UnpackRows<L>>(writer, pixels, width, rows, columns);
   });
   return writer.RenderPictureWriter();
 }

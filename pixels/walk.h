@@ -1,15 +1,28 @@
 // Walkers: the loops over pixels. An operation states its per-pixel rule as a
 // kernel (a small struct whose call operator maps one colour) and hands it to a
-// walker with its editors; the walker picks the (reader, writer) layout pair once
-// per call and runs a plain counted loop per row, with no call, format test or
-// host call per pixel. Rows are reached through the editors' row step, so the
-// row tables of console and web pictures work like contiguous buffers.
+// walker with its editors. The walker resolves the layouts once per call: when
+// every picture of the call is of one family, to that family's policy type (the
+// fast path), otherwise each picture to its ShiftLayout (one general loop for
+// every mix). Each loop is a pass compiled for every instruction set (isa.h);
+// inside it a plain counted loop per row, with no call, format test or host
+// call per pixel. Rows are reached through the editors' row step, so the row
+// tables of console and web pictures work like contiguous buffers. Results too
+// large for the caches are computed a chunk at a time into a small scratch row
+// and streamed out with stores that bypass the caches.
 #pragma once
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cstdint>
-#include <type_traits>
+#include <cstring>
+#include <utility>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+#include "pixels/isa.h"
 #include "pixels/layout.h"
 #include "pixels/picture_editor.h"
 
@@ -19,6 +32,7 @@ namespace picture {
 struct Rect {
   int32_t x0 = 0, y0 = 0, x1 = 0, y1 = 0;
   bool empty() const { return x0 >= x1 || y0 >= y1; }
+  int64_t bytes() const { return empty() ? 0 : int64_t{x1 - x0} * (y1 - y0) * 4; }
 };
 
 // Clips a caller's rectangle to a picture. Negative left and top clip to 0 while
@@ -33,37 +47,215 @@ inline Rect ClipRect(int32_t left, int32_t top, int32_t width, int32_t height, i
 
 namespace walk_detail {
 
-template <class In, class Out, class Kernel>
-void map_rows(PictureEditor& src, PictureEditor& dst, Rect r, const Kernel& kernel) {
-  src.AdvanceRows(r.y0);
-  dst.AdvanceRows(r.y0);
-  for (int32_t row = r.y0; row < r.y1; ++row) {
-    if constexpr (Out::kWrites) {
-      const uint32_t* __restrict s = src.rowPtr;
-      uint32_t* __restrict d = dst.rowPtr;
-      for (int32_t x = r.x0; x < r.x1; ++x) d[x] = Out::store(kernel(In::load(s + x)));
+// Pixels computed into the scratch row before they are streamed out.
+inline constexpr int32_t kChunk = 256;
+// Pixels tested before a scan looks whether one failed.
+inline constexpr int32_t kBlock = 256;
+
+// Calls `f` with one layout per editor: their common family's policy type when
+// they share one, else each editor's ShiftLayout. Four instantiations of `f`
+// whatever the number of editors.
+template <class F, class... Editors>
+decltype(auto) with_layouts(F&& f, const PictureEditor& first, const Editors&... rest) {
+  const Family family = family_of(first.pixelFormat);
+  if (((family_of(rest.pixelFormat) == family) && ...)) {
+    switch (family) {
+      case Family::kRgba:
+        return f(RgbaLayout{}, (void(rest), RgbaLayout{})...);
+      case Family::kArgb:
+        return f(ArgbLayout{}, (void(rest), ArgbLayout{})...);
+      case Family::kRowTable:
+        return f(RowTableLayout{}, (void(rest), RowTableLayout{})...);
+      case Family::kUnknown:
+        break;
     }
-    src.NextRow();
-    dst.NextRow();
+  }
+  return f(ShiftLayout::of(first.pixelFormat), ShiftLayout::of(rest.pixelFormat)...);
+}
+
+// Copies n words from the scratch row to the result with stores that bypass the
+// caches (16-byte ones once the destination is aligned to them).
+[[gnu::always_inline]] inline void stream_words(uint32_t* to, const uint32_t* from, int32_t n) {
+#if defined(__SSE2__)
+  int32_t i = 0;
+  for (; i < n && (reinterpret_cast<uintptr_t>(to + i) & 15) != 0; ++i) to[i] = from[i];
+  for (; i + 4 <= n; i += 4) {
+    _mm_stream_si128(reinterpret_cast<__m128i*>(to + i), _mm_loadu_si128(reinterpret_cast<const __m128i*>(from + i)));
+  }
+  for (; i < n; ++i) to[i] = from[i];
+#else
+  std::memcpy(to, from, static_cast<size_t>(n) * 4);
+#endif
+}
+
+inline void stream_fence() {
+#if defined(__SSE2__)
+  _mm_sfence();
+#endif
+}
+
+// Writes columns x0..x1 of a result row from `at(x)`, the result word of column x.
+template <class At>
+[[gnu::always_inline]] inline void fill_row(uint32_t* d, int32_t x0, int32_t x1, const At& at, bool stream) {
+  alignas(64) uint32_t scratch[kChunk];
+  for (int32_t x = x0; x < x1; x += kChunk) {
+    const int32_t n = std::min(kChunk, x1 - x);
+    uint32_t* __restrict t = stream ? scratch : d + x;
+    for (int32_t i = 0; i < n; ++i) t[i] = at(x + i);
+    if (stream) stream_words(d + x, scratch, n);
   }
 }
 
-template <class In, class Visit>
-bool scan_rows(PictureEditor& src, Rect r, Visit& visit) {
-  src.AdvanceRows(r.y0);
-  for (int32_t row = r.y0; row < r.y1; ++row) {
-    const uint32_t* s = src.rowPtr;
-    if constexpr (std::is_void_v<decltype(visit(Rgb{}))>) {
-      // No exit to test: a loop the compiler can vectorise.
-      for (int32_t x = r.x0; x < r.x1; ++x) visit(In::load(s + x));
+// Result word of column x: the kernel over one pixel of each source row.
+template <class L, class Kernel, size_t N>
+struct PixelAt {
+  L out;
+  std::array<L, N> in;
+  std::array<const uint32_t*, N> s;
+  const Kernel& kernel;
+
+  template <size_t... I>
+  [[gnu::always_inline]] uint32_t at(int32_t x, std::index_sequence<I...>) const {
+    return out.store(kernel(in[I].load(s[I] + x)...));
+  }
+  [[gnu::always_inline]] uint32_t operator()(int32_t x) const { return at(x, std::make_index_sequence<N>{}); }
+};
+
+// Result word of column x: the kernel over the source word.
+template <class Kernel>
+struct WordAt {
+  const uint32_t* s;
+  const Kernel& kernel;
+  [[gnu::always_inline]] uint32_t operator()(int32_t x) const { return kernel(s[x]); }
+};
+
+template <class L, class Kernel, size_t N>
+struct MapPass {
+  [[gnu::always_inline]] static void run(PictureEditor& dst, const std::array<PictureEditor*, N>& src, const Rect& r,
+                                         const Kernel& kernel, const L& out, const std::array<L, N>& in,
+                                         bool stream) {
+    dst.AdvanceRows(r.y0);
+    for (PictureEditor* e : src) e->AdvanceRows(r.y0);
+    for (int32_t row = r.y0; row < r.y1; ++row) {
+      PixelAt<L, Kernel, N> at{out, in, {}, kernel};
+      for (size_t i = 0; i < N; ++i) at.s[i] = src[i]->rowPtr;
+      fill_row(dst.rowPtr, r.x0, r.x1, at, stream);
+      dst.NextRow();
+      for (PictureEditor* e : src) e->NextRow();
+    }
+    if (stream) stream_fence();
+  }
+};
+
+template <class Kernel>
+struct WordPass {
+  [[gnu::always_inline]] static void run(PictureEditor& src, PictureEditor& dst, const Rect& r, const Kernel& kernel,
+                                         bool stream) {
+    src.AdvanceRows(r.y0);
+    dst.AdvanceRows(r.y0);
+    for (int32_t row = r.y0; row < r.y1; ++row) {
+      fill_row(dst.rowPtr, r.x0, r.x1, WordAt<Kernel>{src.rowPtr, kernel}, stream);
+      src.NextRow();
+      dst.NextRow();
+    }
+    if (stream) stream_fence();
+  }
+};
+
+// The test is pure, so a whole block is tested before looking: the first pixel
+// that fails lies in the first block that holds one, and the walk stops on its row.
+template <class In, class Test>
+struct ScanPass {
+  [[gnu::always_inline]] static bool run(PictureEditor& src, const Rect& r, const Test& test) {
+    src.AdvanceRows(r.y0);
+    for (int32_t row = r.y0; row < r.y1; ++row) {
+      const uint32_t* s = src.rowPtr;
+      for (int32_t x = r.x0; x < r.x1; x += kBlock) {
+        const int32_t end = std::min(x + kBlock, r.x1);
+        uint32_t failed = 0;
+        for (int32_t i = x; i < end; ++i) failed |= !test(In::load(s + i));
+        if (failed != 0) return false;
+      }
+      src.NextRow();
+    }
+    return true;
+  }
+};
+
+template <class In, class Test>
+struct CountPass {
+  [[gnu::always_inline]] static uint32_t run(PictureEditor& src, const Rect& r, const Test& test) {
+    src.AdvanceRows(r.y0);
+    uint32_t count = 0;
+    for (int32_t row = r.y0; row < r.y1; ++row) {
+      const uint32_t* s = src.rowPtr;
+      for (int32_t x = r.x0; x < r.x1; ++x) count += test(In::load(s + x)) ? 1 : 0;
+      src.NextRow();
+    }
+    return count;
+  }
+};
+
+// Four interleaved tallies, so that runs of one value do not wait on each
+// other. A family whose channels are bytes is counted from its bytes in memory.
+template <class In>
+struct HistogramPass {
+  [[gnu::always_inline]] static void tally_pixel(uint32_t (&tally)[3][256], const uint32_t* p) {
+    if constexpr (requires { In::kRed; } && std::endian::native == std::endian::little) {
+      const auto* bytes = reinterpret_cast<const unsigned char*>(p);
+      ++tally[0][bytes[In::kRed / 8]];
+      ++tally[1][bytes[In::kGreen / 8]];
+      ++tally[2][bytes[In::kBlue / 8]];
     } else {
-      for (int32_t x = r.x0; x < r.x1; ++x) {
-        if (!visit(In::load(s + x))) return false;
+      const Rgb c = In::load(p);
+      ++tally[0][c.r];
+      ++tally[1][c.g];
+      ++tally[2][c.b];
+    }
+  }
+
+  [[gnu::always_inline]] static void run(PictureEditor& src, const Rect& r, uint32_t (&counts)[3][256]) {
+    uint32_t tally[4][3][256] = {};
+    src.AdvanceRows(r.y0);
+    for (int32_t row = r.y0; row < r.y1; ++row) {
+      const uint32_t* s = src.rowPtr;
+      int32_t x = r.x0;
+      for (; x + 4 <= r.x1; x += 4) {
+        tally_pixel(tally[0], s + x);
+        tally_pixel(tally[1], s + x + 1);
+        tally_pixel(tally[2], s + x + 2);
+        tally_pixel(tally[3], s + x + 3);
+      }
+      for (; x < r.x1; ++x) tally_pixel(tally[0], s + x);
+      src.NextRow();
+    }
+    for (int32_t channel = 0; channel < 3; ++channel) {
+      for (int32_t v = 0; v < 256; ++v) {
+        counts[channel][v] += tally[0][channel][v] + tally[1][channel][v] + tally[2][channel][v] + tally[3][channel][v];
       }
     }
-    src.NextRow();
   }
-  return true;
+};
+
+// `kGeneralOnly`: the caller handles pictures of one family itself, so only
+// the general loop is compiled.
+template <bool kGeneralOnly = false, class Kernel, class... Sources>
+void map_sources(PictureEditor& dst, Rect r, const Kernel& kernel, Sources&... src) {
+  constexpr size_t N = sizeof...(Sources);
+  r.x1 = std::min({r.x1, dst.width, src.width...});
+  r.y1 = std::min({r.y1, dst.height, src.height...});
+  if (r.empty() || family_of(dst.pixelFormat) == Family::kUnknown) return;
+  const std::array<PictureEditor*, N> sources{&src...};
+  const bool stream = r.bytes() > StreamThreshold();
+  const auto walk = [&](auto out, auto... in) {
+    using L = decltype(out);
+    dispatch<MapPass<L, Kernel, N>>(dst, sources, r, kernel, out, std::array<L, N>{in...}, stream);
+  };
+  if constexpr (kGeneralOnly) {
+    walk(ShiftLayout::of(dst.pixelFormat), ShiftLayout::of(src.pixelFormat)...);
+  } else {
+    with_layouts(walk, dst, src...);
+  }
 }
 
 }  // namespace walk_detail
@@ -71,74 +263,62 @@ bool scan_rows(PictureEditor& src, Rect r, Visit& visit) {
 // One source pixel to one result pixel at the same place, over `r`.
 template <class Kernel>
 void map(PictureEditor& src, PictureEditor& dst, Rect r, const Kernel& kernel) {
-  r.x1 = std::min({r.x1, src.width, dst.width});
-  r.y1 = std::min({r.y1, src.height, dst.height});
-  if (r.empty()) return;
-  with_layout(src.pixelFormat, [&](auto in) {
-    with_layout(dst.pixelFormat, [&](auto out) {
-      walk_detail::map_rows<decltype(in), decltype(out)>(src, dst, r, kernel);
-    });
-  });
+  walk_detail::map_sources(dst, r, kernel, src);
 }
-
-// Reads the pixels of `r` row by row, left to right, handing each colour to
-// `visit` (bool(Rgb)) until it returns false. True when every pixel passed,
-// including when `r` holds none. Leaves the cursor where the walk stopped. A
-// `visit` returning void (a count) sees every pixel.
-template <class Visit>
-bool scan(PictureEditor& src, Rect r, Visit&& visit) {
-  r.x1 = std::min(r.x1, src.width);
-  r.y1 = std::min(r.y1, src.height);
-  if (r.empty()) return true;
-  return with_layout(src.pixelFormat, [&](auto in) { return walk_detail::scan_rows<decltype(in)>(src, r, visit); });
-}
-
-namespace walk_detail {
-
-// Calls `f` with the layout family of each editor, in order.
-template <class F>
-void with_layouts(F&& f) {
-  f();
-}
-template <class F, class... Rest>
-void with_layouts(F&& f, const PictureEditor& first, const Rest&... rest) {
-  with_layout(first.pixelFormat, [&](auto layout) {
-    with_layouts([&](auto... more) { f(layout, more...); }, rest...);
-  });
-}
-
-template <class Out, class... In>
-struct ManyToOne {
-  template <class Kernel, class... Row>
-  static void row(uint32_t* __restrict d, int32_t x0, int32_t x1, const Kernel& kernel, Row... s) {
-    for (int32_t x = x0; x < x1; ++x) d[x] = Out::store(kernel(In::load(s + x)...));
-  }
-};
-
-}  // namespace walk_detail
 
 // Several sources to one result pixel at the same place, over `r`: the kernel
 // takes one colour per source, in the order the sources are given.
 template <class Kernel, class... Sources>
 void map_many(PictureEditor& dst, Rect r, const Kernel& kernel, Sources&... src) {
-  r.x1 = std::min({r.x1, dst.width, src.width...});
-  r.y1 = std::min({r.y1, dst.height, src.height...});
+  walk_detail::map_sources(dst, r, kernel, src...);
+}
+
+// map through the general loop only, for a caller that maps pictures of one
+// family by other means.
+template <class Kernel>
+void map_general(PictureEditor& src, PictureEditor& dst, Rect r, const Kernel& kernel) {
+  walk_detail::map_sources<true>(dst, r, kernel, src);
+}
+
+// One source word to one result word at the same place, over `r`: the kernel
+// maps raw words, knowing both layouts itself.
+template <class Kernel>
+void map_words(PictureEditor& src, PictureEditor& dst, Rect r, const Kernel& kernel) {
+  r.x1 = std::min({r.x1, src.width, dst.width});
+  r.y1 = std::min({r.y1, src.height, dst.height});
   if (r.empty()) return;
-  walk_detail::with_layouts(
-      [&](auto out, auto... in) {
-        using Out = decltype(out);
-        if constexpr (Out::kWrites) {
-          dst.AdvanceRows(r.y0);
-          (src.AdvanceRows(r.y0), ...);
-          for (int32_t row = r.y0; row < r.y1; ++row) {
-            walk_detail::ManyToOne<Out, decltype(in)...>::row(dst.rowPtr, r.x0, r.x1, kernel,
-                                                               static_cast<const uint32_t*>(src.rowPtr)...);
-            dst.NextRow();
-            (src.NextRow(), ...);
-          }
-        }
-      },
-      dst, src...);
+  dispatch<walk_detail::WordPass<Kernel>>(src, dst, r, kernel, r.bytes() > StreamThreshold());
+}
+
+// Whether every pixel of `r` passes `test` (a pure bool(Rgb)), row by row, left
+// to right; true when `r` holds none. Leaves the cursor on the row of the first
+// pixel that fails.
+template <class Test>
+bool scan(PictureEditor& src, Rect r, const Test& test) {
+  r.x1 = std::min(r.x1, src.width);
+  r.y1 = std::min(r.y1, src.height);
+  if (r.empty()) return true;
+  return with_layout(src.pixelFormat,
+                     [&](auto in) { return dispatch<walk_detail::ScanPass<decltype(in), Test>>(src, r, test); });
+}
+
+// How many pixels of `r` pass `test` (a pure bool(Rgb)).
+template <class Test>
+uint32_t count(PictureEditor& src, Rect r, const Test& test) {
+  r.x1 = std::min(r.x1, src.width);
+  r.y1 = std::min(r.y1, src.height);
+  if (r.empty()) return 0;
+  return with_layout(src.pixelFormat,
+                     [&](auto in) { return dispatch<walk_detail::CountPass<decltype(in), Test>>(src, r, test); });
+}
+
+// Adds every pixel of `r` to counts[0][R], counts[1][G] and counts[2][B].
+inline void histogram(PictureEditor& src, Rect r, uint32_t (&counts)[3][256]) {
+  r.x1 = std::min(r.x1, src.width);
+  r.y1 = std::min(r.y1, src.height);
+  if (r.empty()) return;
+  with_layout(src.pixelFormat,
+              [&](auto in) { dispatch<walk_detail::HistogramPass<decltype(in)>>(src, r, counts); });
 }
 
 }  // namespace picture

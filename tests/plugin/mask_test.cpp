@@ -53,6 +53,14 @@ TEST_P(MaskTest, GetterAndSetterOverEveryLayout) {
       if (i % 9 < 5 && i / 9 < 2) want[i] = (want[i] & ~0xFFu) | (h.GetPixel(mask.picture(), i % 9, i / 9).r ^ flip);
     EXPECT_EQ(words_of(h, self.picture()), want);
     EXPECT_EQ(h.ClearCacheCount(self.picture()), 0) << "self is opened for reading";
+
+    // Self as its own mask, wide enough for whole vectors: every word takes its own red.
+    const Ref own = random_picture(h, l, 37, 2, 9);
+    std::vector<uint32_t> ownWant = words_of(h, own.picture());
+    for (int32_t i = 0; i < 74 && !l.drawOnly; ++i)
+      ownWant[i] = (ownWant[i] & ~0xFFu) | (h.GetPixel(own.picture(), i % 37, i / 37).r ^ flip);
+    ASSERT_TRUE(h.Assign(own.get(), "EmbeddedMaskZRK", {swap}, own).ok());
+    EXPECT_EQ(words_of(h, own.picture()), ownWant);
   }
 }
 

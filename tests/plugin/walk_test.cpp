@@ -3,14 +3,18 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <functional>
 #include <limits>
 #include <random>
+#include <string>
 #include <tuple>
 #include <vector>
 
 #include "pixels/channel.h"
+#include "pixels/channel_tables.h"
+#include "pixels/isa.h"
 #include "pixels/layout.h"
 #include "pixels/walk.h"
 
@@ -65,6 +69,12 @@ class Surface {
     blocks_.assign(height / rowsPerBlock, std::vector<uint32_t>(2 + size_t(stride_) * rowsPerBlock, kSentinel));
     for (int32_t y = 0; y < height; ++y) table_.push_back(Row(y));
   }
+  // A copy of the pixels and guards, with a row table of its own.
+  Surface(const Surface& other)
+      : format_(other.format_), width_(other.width_), height_(other.height_), stride_(other.stride_),
+        blocks_(other.blocks_) {
+    for (int32_t y = 0; y < height_; ++y) table_.push_back(Row(y));
+  }
 
   void Attach(PictureEditor& e) {
     std::tie(e.pixelFormat, e.width, e.height) = std::tie(format_, width_, height_);
@@ -106,59 +116,224 @@ Rgb reference_load(int32_t format, uint32_t p) {
   return c;
 }
 
-// The source one column wider, the result one row taller: the walk clips to the smaller of each.
-TEST(MapWalker, MatchesThePerPixelRuleForEveryFamilyPairAndWidth) {
-  const int32_t kFamilies[] = {3, 6, 8, 0};  // one code of each layout family
-  std::mt19937 rng(7);
-  for (int32_t in : kFamilies) {
-    for (int32_t out : kFamilies) {
-      for (int32_t width : {1, 2, 3, 8, 9, 17, 33, 65}) {
-        Surface src(in, width + 1, 3), dst(out, width, 4);
-        src.Fill(rng);
-        dst.Fill(rng);
-        Surface was = dst;
-        PictureEditor reader, writer;
-        src.Attach(reader);
-        dst.Attach(writer);
-        const int32_t x0 = width > 2 ? 1 : 0;
-        map(reader, writer, Rect{x0, 1, INT32_MAX, INT32_MAX}, Swap{});
-        for (int32_t y = 0; y < 4; ++y) {
-          for (int32_t x = 0; x < width; ++x) {
-            uint32_t want = was.Row(y)[x];
-            with_layout(out, [&](auto l) {
-              using L = decltype(l);
-              if (L::kWrites && x >= x0 && y % 3 != 0) want = L::store(Swap{}(reference_load(in, src.Row(y)[x])));
-            });
-            ASSERT_EQ(dst.Row(y)[x], want) << "in " << in << " out " << out << " width " << width << " at " << x
-                                           << "," << y;
-          }
-        }
-        ASSERT_TRUE(src.GuardsIntact() && dst.GuardsIntact()) << "in " << in << " out " << out << " width " << width;
-      }
+// Runs `f` once with each instruction set this machine runs made active, with
+// results streamed around the caches and without; the machine's own choice after.
+template <class F>
+void for_each_variant(F&& f) {
+  for (Isa isa : kIsas) {
+    if (!UseIsa(isa)) continue;
+    for (int64_t threshold : {int64_t{0}, std::numeric_limits<int64_t>::max()}) {
+      SetStreamThreshold(threshold);
+      SCOPED_TRACE(std::string(IsaName(isa)) + (threshold == 0 ? " streamed" : ""));
+      f();
     }
   }
+  UseIsa(DetectedIsa());
+  SetStreamThreshold(int64_t{8} << 20);
 }
 
-TEST(ScanWalker, VisitsTheRectangleInRowOrderAndStopsAtTheFirstRefusal) {
-  for (int32_t format : {1, 2, 8, 0}) {
-    Surface src(format, 5, 4);
+TEST(Isa, TheBaselineAlwaysRunsAndNothingBeyondTheMachineIsTaken) {
+  EXPECT_TRUE(UseIsa(Isa::kBaseline));
+  EXPECT_EQ(ActiveIsa(), Isa::kBaseline);
+  for (Isa isa : kIsas) EXPECT_EQ(UseIsa(isa), isa <= DetectedIsa()) << IsaName(isa);
+  UseIsa(DetectedIsa());
+  EXPECT_EQ(ActiveIsa(), DetectedIsa());
+}
+
+const int32_t kFamilies[] = {3, 6, 8, 0};  // one code of each layout family
+// Widths on both sides of vector lengths, scan blocks and streamed chunks.
+const int32_t kWidths[] = {1, 2, 3, 8, 9, 17, 33, 65, 129, 257, 300};
+
+// The source one column wider, the result one row taller: the walk clips to the smaller of each.
+TEST(MapWalker, MatchesThePerPixelRuleForEveryFamilyPairWidthAndInstructionSet) {
+  for_each_variant([] {
+    std::mt19937 rng(7);
+    for (int32_t in : kFamilies) {
+      for (int32_t out : kFamilies) {
+        for (int32_t width : kWidths) {
+          Surface src(in, width + 1, 3), dst(out, width, 4);
+          src.Fill(rng);
+          dst.Fill(rng);
+          Surface was = dst;
+          PictureEditor reader, writer;
+          src.Attach(reader);
+          dst.Attach(writer);
+          const int32_t x0 = width > 2 ? 1 : 0;
+          map(reader, writer, Rect{x0, 1, INT32_MAX, INT32_MAX}, Swap{});
+          for (int32_t y = 0; y < 4; ++y) {
+            for (int32_t x = 0; x < width; ++x) {
+              uint32_t want = was.Row(y)[x];
+              with_layout(out, [&](auto l) {
+                using L = decltype(l);
+                if (L::kWrites && x >= x0 && y % 3 != 0) want = L::store(Swap{}(reference_load(in, src.Row(y)[x])));
+              });
+              ASSERT_EQ(dst.Row(y)[x], want) << "in " << in << " out " << out << " width " << width << " at " << x
+                                             << "," << y;
+            }
+          }
+          ASSERT_TRUE(src.GuardsIntact() && dst.GuardsIntact()) << "in " << in << " out " << out << " width " << width;
+        }
+      }
+    }
+  });
+}
+
+// (R1, G1, B1), (R2, G2, B2), (R3, G3, B3) -> (R1 ^ G2, B3, G1 + B2 mod 256)
+struct Mix {
+  Rgb operator()(Rgb a, Rgb b, Rgb c) const { return {a.r ^ b.g, c.b, (a.g + b.b) & 255}; }
+};
+
+TEST(MapWalker, SeveralSourcesOfAnyFamiliesGiveThePerPixelRule) {
+  for_each_variant([] {
+    std::mt19937 rng(11);
+    for (int32_t out : kFamilies) {
+      for (int32_t a : kFamilies) {
+        for (int32_t b : {3, 8}) {
+          for (int32_t width : {5, 65, 257}) {
+            Surface sa(a, width, 2), sb(b, width + 2, 3), sc(out, width, 2), dst(out, width, 2);
+            for (Surface* surface : {&sa, &sb, &sc, &dst}) surface->Fill(rng);
+            Surface was = dst;
+            PictureEditor ea, eb, ec, writer;
+            sa.Attach(ea);
+            sb.Attach(eb);
+            sc.Attach(ec);
+            dst.Attach(writer);
+            map_many(writer, Rect{0, 0, INT32_MAX, INT32_MAX}, Mix{}, ea, eb, ec);
+            for (int32_t y = 0; y < 2; ++y) {
+              for (int32_t x = 0; x < width; ++x) {
+                uint32_t want = was.Row(y)[x];
+                with_layout(out, [&](auto l) {
+                  using L = decltype(l);
+                  if (L::kWrites) {
+                    want = L::store(Mix{}(reference_load(a, sa.Row(y)[x]), reference_load(b, sb.Row(y)[x]),
+                                          reference_load(out, sc.Row(y)[x])));
+                  }
+                });
+                ASSERT_EQ(dst.Row(y)[x], want) << out << " " << a << " " << b << " width " << width << " at " << x;
+              }
+            }
+            ASSERT_TRUE(dst.GuardsIntact());
+          }
+        }
+      }
+    }
+  });
+}
+
+// Whether the red of a pixel is below a bound: pictures of random colours with
+// the bound placed so that the first failure falls anywhere.
+struct RedBelow {
+  uint32_t bound;
+  bool operator()(Rgb c) const { return c.r < bound; }
+};
+
+TEST(ScanWalker, StopsOnTheRowOfTheFirstFailureAndCountsAsThePerPixelRule) {
+  for_each_variant([] {
     std::mt19937 rng(3);
-    src.Fill(rng);
-    PictureEditor reader;
-    src.Attach(reader);
-    std::vector<uint32_t> seen;
-    const bool passed = scan(reader, Rect{1, 1, 9, 9}, [&](Rgb c) {
-      seen.push_back(c.r << 16 | c.g << 8 | c.b);
-      return seen.size() < 10;
-    });
-    EXPECT_FALSE(passed) << format;
-    ASSERT_EQ(seen.size(), 10u) << format;  // four of rows 1 and 2 each, then two of row 3
-    const Rgb last = reference_load(format, src.Row(3)[2]);
-    EXPECT_EQ(seen.back(), last.r << 16 | last.g << 8 | last.b) << format;
-    PictureEditor again;
-    src.Attach(again);
-    EXPECT_TRUE(scan(again, Rect{2, 2, 2, 9}, [](Rgb) { return false; })) << "an empty rectangle passes";
-  }
+    for (int32_t format : kFamilies) {
+      for (int32_t width : kWidths) {
+        Surface src(format, width, 5);
+        src.Fill(rng);
+        // A red of 255 fails RedBelow{255}: every such red becomes 254, then one
+        // pixel (or none) at a random place gets red 255.
+        const auto red_bits = [format](uint32_t red) {
+          return with_layout(format, [red](auto l) { return decltype(l)::store({red, 0, 0}) ^ decltype(l)::store({}); });
+        };
+        for (int32_t y = 0; y < 5; ++y) {
+          for (int32_t x = 0; x < width; ++x) {
+            if (reference_load(format, src.Row(y)[x]).r == 255) src.Row(y)[x] ^= red_bits(1);
+          }
+        }
+        const int32_t failX = static_cast<int32_t>(rng() % static_cast<uint32_t>(width));
+        const int32_t failY = static_cast<int32_t>(rng() % 6);  // 5: none
+        if (failY < 5) src.Row(failY)[failX] |= red_bits(255);
+        const Rect r{0, 1, width, 5};
+        int32_t wantRow = -1;  // the reference: pixel by pixel
+        uint32_t wantCount = 0;
+        for (int32_t y = r.y0; y < r.y1; ++y) {
+          for (int32_t x = r.x0; x < r.x1; ++x) {
+            const bool pass = RedBelow{255}(reference_load(format, src.Row(y)[x]));
+            if (!pass && wantRow < 0) wantRow = y;
+            wantCount += RedBelow{128}(reference_load(format, src.Row(y)[x]));
+          }
+        }
+        PictureEditor reader;
+        src.Attach(reader);
+        EXPECT_EQ(scan(reader, r, RedBelow{255}), wantRow < 0) << format << " width " << width;
+        if (wantRow >= 0) {
+          EXPECT_EQ(reader.y, wantRow) << format << " width " << width;
+        }
+        PictureEditor counter;
+        src.Attach(counter);
+        EXPECT_EQ(count(counter, r, RedBelow{128}), wantCount) << format << " width " << width;
+      }
+      Surface empty(format, 5, 4);
+      PictureEditor again;
+      empty.Attach(again);
+      EXPECT_TRUE(scan(again, Rect{2, 2, 2, 9}, [](Rgb) { return false; })) << "an empty rectangle passes";
+    }
+  });
+}
+
+TEST(HistogramWalker, AddsEveryPixelOfTheRectangleToItsChannelsCounters) {
+  for_each_variant([] {
+    std::mt19937 rng(5);
+    for (int32_t format : kFamilies) {
+      for (int32_t width : {1, 3, 4, 7, 65}) {
+        Surface src(format, width + 2, 3);
+        src.Fill(rng);
+        uint32_t want[3][256] = {}, got[3][256] = {};
+        for (int32_t y = 1; y < 3; ++y) {
+          for (int32_t x = 1; x < width + 1; ++x) {
+            const Rgb c = reference_load(format, src.Row(y)[x]);
+            ++want[0][c.r];
+            ++want[1][c.g];
+            ++want[2][c.b];
+          }
+        }
+        got[1][7] = want[1][7] += 1000;  // counts add to what is there
+        PictureEditor reader;
+        src.Attach(reader);
+        histogram(reader, Rect{1, 1, width + 1, 9}, got);
+        for (int32_t channel = 0; channel < 3; ++channel) {
+          for (int32_t v = 0; v < 256; ++v) ASSERT_EQ(got[channel][v], want[channel][v]) << format << " " << width;
+        }
+      }
+    }
+  });
+}
+
+TEST(TableWalker, GivesTheGeneralWalkersWordsForEveryFamilyPairWidthAndInstructionSet) {
+  std::mt19937 rng(13);
+  std::array<std::array<uint8_t, 256>, 3> bytes;
+  for (auto& table : bytes) std::generate(table.begin(), table.end(), [&] { return static_cast<uint8_t>(rng()); });
+  const auto from = [](const std::array<uint8_t, 256>& table) { return [&table](int32_t v) { return table[v]; }; };
+  const ChannelTables tables(from(bytes[0]), from(bytes[1]), from(bytes[2]));
+  for_each_variant([&] {
+    for (int32_t in : kFamilies) {
+      for (int32_t out : kFamilies) {
+        for (int32_t width : kWidths) {
+          Surface src(in, width, 3), dst(out, width, 3);
+          src.Fill(rng);
+          dst.Fill(rng);
+          Surface want = dst;
+          PictureEditor reader, writer, oracleReader, oracleWriter;
+          src.Attach(reader);
+          dst.Attach(writer);
+          src.Attach(oracleReader);
+          want.Attach(oracleWriter);
+          const Rect r{width > 2 ? 1 : 0, 1, width, 3};
+          map(reader, writer, r, tables);
+          walk_detail::map_sources(oracleWriter, r, tables, oracleReader);
+          for (int32_t y = 0; y < 3; ++y) {
+            ASSERT_TRUE(std::equal(dst.Row(y), dst.Row(y) + width, want.Row(y)))
+                << "in " << in << " out " << out << " width " << width << " row " << y;
+          }
+          ASSERT_TRUE(dst.GuardsIntact());
+        }
+      }
+    }
+  });
 }
 
 }  // namespace
