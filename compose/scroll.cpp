@@ -1,8 +1,9 @@
 // Scrolling in place. Wrap mode rotates the content the shorter way round. The
-// vertical rotation keeps its two buffer sizes on purpose (the H - d rows that
-// stay when moving down, the whole picture when moving up), and a size outside
-// 1..2^31-1 fails the call; the horizontal one uses one row's buffer for all
-// rows. Shift mode moves the pixels by the distance cut to 16 bits, as the
+// vertical rotation keeps the limits of its two historical buffer sizes on
+// purpose (the H - d rows that stay when moving down, the whole picture when
+// moving up): a size outside 1..2^31-1 fails the call, though the rows now move
+// through a single row's buffer; the horizontal one uses one row's buffer for
+// all rows. Shift mode moves the pixels by the distance cut to 16 bits, as the
 // platform's rectangle scroll took it, and paints the vacated strip opaque white,
 // the colour a fresh picture has. Whole pixel words move, alpha included. Rows
 // that lie back to back move as one block; padded rows and the row table of
@@ -12,6 +13,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <numeric>
 
 #include "frame/host.h"
 #include "pixels/layout.h"
@@ -83,7 +85,10 @@ int32_t shorter_way(int32_t delta, int32_t size) {
 
 int32_t cut_to_16_bits(int32_t delta) { return static_cast<int16_t>(static_cast<uint16_t>(delta)); }
 
-// The vertical rotation; false when the buffer cannot be had.
+// The vertical rotation; false when the picture is too large for the rotation's
+// buffer sizes or the buffer of one row cannot be had. Each row moves once,
+// straight to its place: the rows form gcd(H, d) cycles (row y takes row y - d),
+// and one row per cycle waits in the buffer while the others move round.
 bool rotate_rows(const PictureEditor& e, int32_t delta) {
   const int32_t height = e.height;
   if (height < 1) return false;
@@ -91,21 +96,21 @@ bool rotate_rows(const PictureEditor& e, int32_t delta) {
   if (d == 0) return true;
   const int64_t size = int64_t{d > 0 ? height - d : height} * e.bytesPerRow;
   if (size < 1 || size > kMaxBuffer) return false;
-  void* buffer = std::calloc(static_cast<size_t>(size), 1);
+  const Rows picture = rows_of(e);
+  void* buffer = std::malloc(std::max<size_t>(picture.rowBytes, 1));
   if (buffer == nullptr) return false;
 
-  const Rows picture = rows_of(e);
-  const Rows saved{static_cast<unsigned char*>(buffer), picture.rowBytes, nullptr, picture.rowBytes};
-  if (d > 0) {  // the first H - d rows wait while the last d rows go to the top
-    const int32_t stay = height - d;
-    move_rows(saved, 0, picture, 0, stay);
-    move_rows(picture, 0, picture, stay, d);
-    move_rows(picture, d, saved, 0, stay);
-  } else {  // the first e rows wait while the rest go to the top
-    const int32_t up = -d;
-    move_rows(saved, 0, picture, 0, up);
-    move_rows(picture, 0, picture, up, height - up);
-    move_rows(picture, height - up, saved, 0, up);
+  const int32_t cycles = std::gcd(height, d < 0 ? -d : d);
+  for (int32_t start = 0; start < cycles; ++start) {
+    std::memcpy(buffer, picture.at(start), picture.rowBytes);
+    int32_t y = start;
+    for (;;) {
+      const int32_t from = (y - d + height) % height;
+      if (from == start) break;
+      std::memcpy(picture.at(y), picture.at(from), picture.rowBytes);
+      y = from;
+    }
+    std::memcpy(picture.at(y), buffer, picture.rowBytes);
   }
   std::free(buffer);
   return true;
