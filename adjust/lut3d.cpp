@@ -46,7 +46,6 @@ constexpr uint32_t kTetrahedra = kRemainders * kRemainders * kRemainders;
 // spare lane. Plain vector arithmetic, lane by lane, that the compiler maps to
 // whatever the target has.
 using Lanes = double __attribute__((vector_size(16)));
-using LaneMask = int64_t __attribute__((vector_size(16)));
 
 // One tetrahedron of the cube, by the three remainders: the whole weights of
 // N000, N(p), N(pq), N111 (each in both lanes), and the offsets of N(p) and
@@ -79,15 +78,13 @@ Tetrahedron tetrahedron_of(const uint32_t (&rem)[3]) {
 }
 
 // 0 below 0 and for NaN, 255 from 255 · 17 up, else the whole part of sum / 17,
-// which is floor(sum) / 17 for every sum in between. Masks, no branch.
+// which is floor(sum) / 17 for every sum in between. Lane by lane, no branch.
 constexpr double kTop = 255.0 * kLutSpacing;
 
 Lanes clamp_sums(Lanes sum) {
-  const LaneMask positive = sum > Lanes{0.0, 0.0};  // false for NaN
-  const Lanes low = reinterpret_cast<Lanes>(reinterpret_cast<LaneMask>(sum) & positive);
-  const LaneMask below = low < Lanes{kTop, kTop};
-  return reinterpret_cast<Lanes>((reinterpret_cast<LaneMask>(low) & below) |
-                                 (reinterpret_cast<LaneMask>(Lanes{kTop, kTop}) & ~below));
+  const Lanes zero = {0.0, 0.0}, top = {kTop, kTop};
+  const Lanes low = sum > zero ? sum : zero;  // NaN compares false
+  return low < top ? low : top;
 }
 
 uint32_t channel_of(double clamped) { return static_cast<uint32_t>(static_cast<int32_t>(clamped)) / kLutSpacing; }

@@ -91,7 +91,7 @@ class HashedSearch {
       const int32_t top = y - h + 1;  // the candidate row a full column completes, never above firstRow
       for (int32_t x = 0; x < columns; ++x) {
         hash = hash * kBase + HayKey(row[x + w - 1]);
-        if (Step(state_[x], hash) && compare_all(x, top)) {
+        if (Step(state_[x], hash) && CompareAll(x, top)) {
           found = true;
           foundX = x;
           foundY = top;
@@ -107,8 +107,9 @@ class HashedSearch {
   static constexpr uint64_t kBase = 0x9E3779B97F4A7C15u;
 
   uint64_t HayKey(uint32_t word) const { return word & channels_ & keyMask_; }
-  // A pattern pixel as the haystack's layout would hold it; in a layout that
-  // reads everything as black, a key no haystack word has for any other colour.
+  // A pattern pixel as the haystack's layout would hold it. Where the haystack
+  // reads all black (every key 0), a pattern pixel of another colour gets a key
+  // no haystack pixel has.
   uint64_t PatKey(const uint32_t* p) const {
     const Rgb c = Pat::load(p);
     if constexpr (Hay::kWrites) {
@@ -147,7 +148,7 @@ class HashedSearch {
     return full;
   }
 
-  bool compare_all(int32_t cx, int32_t cy) const {
+  bool CompareAll(int32_t cx, int32_t cy) const {
     for (int32_t r = 0; r < pat_.height; ++r) {
       if (!same_run<Hay, Pat>(hay_.Row(cy + r) + cx, pat_.Row(r), pat_.width)) return false;
     }
