@@ -260,22 +260,16 @@ void mark_coloured(PictureEditor& source, Rect r, uint64_t* colour, int32_t word
   }
 }
 
-// `n` words of `value`; as bytes where its four bytes agree, which the C
-// library writes without reading the lines first.
-void fill_words(uint32_t* d, int32_t n, uint32_t value) {
-  if (value == (value & 255) * 0x01010101u) {
-    std::memset(d, static_cast<int>(value & 255), static_cast<size_t>(n) * 4);
-  } else {
-    std::fill_n(d, n, value);
-  }
-}
-
-// pixel = covered ? black : white, for one row of the result; runs of blocks
-// of one colour are filled at once.
+// pixel = covered ? black : white, for one row of the result. Runs of blocks
+// of one colour are copied from a ready row of that colour, which the C
+// library does in wide stores without reading the lines first.
 template <class Out>
-void write_mask_row(uint32_t* d, int32_t width, const uint64_t* cover, int32_t words) {
-  const uint32_t black = Out::store({0, 0, 0});
-  const uint32_t white = Out::store({255, 255, 255});
+void write_mask_row(uint32_t* d, int32_t width, const uint64_t* cover, int32_t words, const uint32_t* blackRow,
+                    const uint32_t* whiteRow) {
+  const uint32_t black = blackRow[0], white = whiteRow[0];
+  const auto fill = [&](int32_t from, int32_t to, bool covered) {
+    std::memcpy(d + from, covered ? blackRow : whiteRow, static_cast<size_t>(to - from) * 4);
+  };
   int32_t runStart = 0;
   uint64_t runBits = 0;  // 0: a white run, all ones: a black one
   for (int32_t x0 = 0, k = 0; x0 < width; x0 += 64, ++k) {
@@ -283,7 +277,7 @@ void write_mask_row(uint32_t* d, int32_t width, const uint64_t* cover, int32_t w
     const uint64_t bits = cover[k] >> 1 | (k + 1 < words ? cover[k + 1] << 63 : 0);
     const int32_t n = std::min(64, width - x0);
     if (bits == runBits) continue;
-    fill_words(d + runStart, x0 - runStart, runBits == 0 ? white : black);
+    fill(runStart, x0, runBits != 0);
     if (bits == 0 || bits == ~uint64_t{0}) {
       runStart = x0;
       runBits = bits;
@@ -293,7 +287,7 @@ void write_mask_row(uint32_t* d, int32_t width, const uint64_t* cover, int32_t w
       runBits = 0;
     }
   }
-  if (runStart < width) fill_words(d + runStart, width - runStart, runBits == 0 ? white : black);
+  fill(runStart, width, runBits != 0);
 }
 
 }  // namespace
@@ -350,7 +344,9 @@ REALpicture ExtractColorRectangleMaskZRK(REALpicture source, int32_t left, int32
   RegionMap cover = zeroed_map(mapWords);
   const std::unique_ptr<uint8_t, decltype(&std::free)> flags(
       static_cast<uint8_t*>(std::calloc(static_cast<size_t>(words) * 64, 1)), &std::free);
-  if (colour == nullptr || cover == nullptr || flags == nullptr) return nullptr;
+  const std::unique_ptr<uint32_t, decltype(&std::free)> ready(
+      static_cast<uint32_t*>(std::malloc(static_cast<size_t>(w) * 2 * sizeof(uint32_t))), &std::free);
+  if (colour == nullptr || cover == nullptr || flags == nullptr || ready == nullptr) return nullptr;
   PictureWriter writer;
   if (!writer.NewPictureWriter(w, h, false)) return nullptr;
 
@@ -364,10 +360,14 @@ REALpicture ExtractColorRectangleMaskZRK(REALpicture source, int32_t left, int32
   with_layout(writer.pixelFormat, [&](auto out) {
     using Out = decltype(out);
     const int32_t rows = std::min(h, writer.height), columns = std::min(w, writer.width);
+    uint32_t* blackRow = ready.get();
+    uint32_t* whiteRow = blackRow + w;
+    std::fill_n(blackRow, w, Out::store({0, 0, 0}));
+    std::fill_n(whiteRow, w, Out::store({255, 255, 255}));
     for (int32_t y = 0; y < h; ++y) {
       finder.CoverRow(y + 1);
       if constexpr (Out::kWrites) {
-        if (y < rows) write_mask_row<Out>(writer.rowPtr, columns, finder.CoverOf(y + 1), words);
+        if (y < rows) write_mask_row<Out>(writer.rowPtr, columns, finder.CoverOf(y + 1), words, blackRow, whiteRow);
       }
       writer.NextRow();
     }
