@@ -166,15 +166,16 @@ class HashedSearch {
 };
 
 // The first column from `from` to `last` whose word holds the anchor colour, or
-// last + 1. Blocks of words are tested without an exit inside, so the compiler
-// can test several at once; the block that holds one is then walked.
+// last + 1. Blocks of words are counted without an exit inside (a loop long
+// enough that the compiler vectorises it rather than unrolling it); the block
+// that holds one is then walked.
 template <class Hay>
 int32_t next_anchor(const ColourKey<Hay>& anchor, const uint32_t* row, int32_t from, int32_t last) {
-  constexpr int32_t kBlock = 16;
+  constexpr int32_t kBlock = 64;
   int32_t cx = from;
   for (; cx + kBlock <= last + 1; cx += kBlock) {
     uint32_t hits = 0;
-    for (int32_t k = 0; k < kBlock; ++k) hits |= static_cast<uint32_t>(anchor(row[cx + k]));
+    for (int32_t k = 0; k < kBlock; ++k) hits += (row[cx + k] & anchor.mask) == anchor.key;
     if (hits != 0) break;
   }
   for (; cx <= last; ++cx) {
