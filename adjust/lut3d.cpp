@@ -2,23 +2,28 @@
 // through an 18 × 18 × 18 lattice of output colours with tetrahedral
 // interpolation, into a new picture of the source's alpha kind held by the
 // instance. Nodes sit 17 channel units apart, so only indices 0..15 take part;
-// the two spare slots per dimension are kept for the host's programs. Outputs
-// below 0 give 0, above 255 give 255, the rest truncate. Unlike the sepia class,
-// Run releases its previous destination first.
+// the two spare slots per dimension are kept for the host's programs. The
+// weights are whole multiples of 1/17 (the remainders of v / 17), so the sum is
+// taken with whole weights and divided by 17 once: whole-number tables, the
+// identity among them, come out exact. A term whose weight is 0 contributes
+// nothing, so an infinite or NaN node changes only the pixels it weighs in.
+// Outputs below 0 (and NaN) give 0, above 255 give 255, the rest truncate.
+// Unlike the sepia class, Run releases its previous destination first.
 #include "adjust/lut3d.h"
 
+#include <cmath>
 #include <cstddef>
+#include <memory>
+#include <new>
 
 #include "adjust/filter_class.h"
 #include "frame/tables.h"
-#include "pixels/channel.h"
 #include "pixels/picture_editor.h"
 #include "pixels/walk.h"
 
 namespace picture {
 namespace {
 
-using Lattice = double[kLutNodes][kLutNodes][kLutNodes][3];
 constexpr uint32_t kLastNode = 15;  // node of channel value 255
 
 PictureLut3DData* data_of(REALobject instance) {
@@ -29,57 +34,124 @@ bool in_table(uint32_t r, uint32_t g, uint32_t b, uint32_t x) {
   return r < kLutNodes && g < kLutNodes && b < kLutNodes && x < 3;
 }
 
-uint32_t to_channel(double value) { return value > 255.0 ? 255 : Clamp255(TruncateToInt32(value)); }
+// The kernel's own copy of the lattice: nodes 0..15 of the table and a node 16
+// of zeros per dimension, so that every channel steps up by one fixed stride
+// (255 steps onto node 16, always with weight 0); two Lanes per node.
+constexpr uint32_t kSide = kLastNode + 2;
+constexpr uint32_t kStride[3] = {kSide * kSide * 2, kSide * 2, 2};  // in Lanes
+constexpr uint32_t kRemainders = kLutSpacing;  // 0..16
+constexpr uint32_t kTetrahedra = kRemainders * kRemainders * kRemainders;
 
-// out = N000 + f_p·(N(p) − N000) + f_q·(N(pq) − N(p)) + f_s·(N111 − N(pq)), fractions f_p ≥ f_q ≥ f_s
-// This equals (1 − f_p)·N000 + (f_p − f_q)·N(p) + (f_q − f_s)·N(pq) + f_s·N111; summed as
-// differences it keeps the identity lattice exact (17·i + f·17 rounds back to v).
-struct Lut3D {
-  const Lattice& nodes;
-  uint32_t lower[256];
-  uint32_t upper[256];
-  double fraction[256];
+// Two channels' worth of doubles: a node's red and green, or its blue and a
+// spare lane. Plain vector arithmetic, lane by lane, that the compiler maps to
+// whatever the target has.
+using Lanes = double __attribute__((vector_size(16)));
 
-  explicit Lut3D(const Lattice& lattice) : nodes(lattice) {
-    for (uint32_t v = 0; v < 256; ++v) {
-      lower[v] = v / kLutSpacing;
-      upper[v] = v == 255 ? kLastNode : lower[v] + 1;
-      fraction[v] = (v - kLutSpacing * lower[v]) / static_cast<double>(kLutSpacing);
-    }
+// One tetrahedron of the cube, by the three remainders: the whole weights of
+// N000, N(p), N(pq), N111 (each in both lanes), and the offsets of N(p) and
+// N(pq) from N000.
+struct Tetrahedron {
+  Lanes weight[4];
+  uint32_t up1, up2;
+};
+
+// The channels in the order they step up, largest remainder first; equal
+// remainders give the same result in either order, their middle weight being 0.
+Tetrahedron tetrahedron_of(const uint32_t (&rem)[3]) {
+  int p, q, s;
+  if (rem[0] > rem[1]) {
+    if (rem[1] > rem[2]) p = 0, q = 1, s = 2;
+    else if (rem[0] > rem[2]) p = 0, q = 2, s = 1;
+    else p = 2, q = 0, s = 1;
+  } else {
+    if (rem[2] > rem[1]) p = 2, q = 1, s = 0;
+    else if (rem[2] > rem[0]) p = 1, q = 2, s = 0;
+    else p = 1, q = 0, s = 2;
   }
+  const double w[4] = {double(kLutSpacing - rem[p]), double(rem[p] - rem[q]), double(rem[q] - rem[s]),
+                       double(rem[s])};
+  Tetrahedron t;
+  for (int i = 0; i < 4; ++i) t.weight[i] = Lanes{w[i], w[i]};
+  t.up1 = kStride[p];
+  t.up2 = kStride[p] + kStride[q];
+  return t;
+}
 
-  const double* node(const uint32_t (&index)[3]) const { return nodes[index[0]][index[1]][index[2]]; }
+// 0 below 0 and for NaN, 255 from 255 · 17 up, else the whole part of sum / 17,
+// which is floor(sum) / 17 for every sum in between. Lane by lane, no branch.
+constexpr double kTop = 255.0 * kLutSpacing;
+
+Lanes clamp_sums(Lanes sum) {
+  const Lanes zero = {0.0, 0.0}, top = {kTop, kTop};
+  const Lanes low = sum > zero ? sum : zero;  // NaN compares false
+  return low < top ? low : top;
+}
+
+uint32_t channel_of(double clamped) { return static_cast<uint32_t>(static_cast<int32_t>(clamped)) / kLutSpacing; }
+
+// out = (w0·N000 + w1·N(p) + w2·N(pq) + w3·N111) / 17, w = 17 − r_p, r_p − r_q, r_q − r_s, r_s, terms of weight 0 left out
+template <bool kFinite>
+struct Lut3D {
+  const Lanes* nodes;  // two Lanes per node
+  const Tetrahedron* tetrahedra;
+  // Per channel value: the remainder's part of the tetrahedron index in the
+  // high half, the lower node's offset (in Lanes) in the low half; summed over R, G, B.
+  const uint32_t (*keys)[256];
 
   Rgb operator()(Rgb c) const {
-    const double f[3] = {fraction[c.r], fraction[c.g], fraction[c.b]};
-    // The channels in the order they step up from the lower node; ties go to the
-    // later branch, as the host's programs have always seen it.
-    int p, q, s;
-    if (f[0] > f[1]) {
-      if (f[1] > f[2]) p = 0, q = 1, s = 2;
-      else if (f[0] > f[2]) p = 0, q = 2, s = 1;
-      else p = 2, q = 0, s = 1;
-    } else {
-      if (f[2] > f[1]) p = 2, q = 1, s = 0;
-      else if (f[2] > f[0]) p = 1, q = 2, s = 0;
-      else p = 1, q = 0, s = 2;
+    const uint32_t key = keys[0][c.r] + keys[1][c.g] + keys[2][c.b];
+    const Tetrahedron& t = tetrahedra[key >> 16];
+    const Lanes* n0 = nodes + (key & 0xFFFF);
+    const Lanes* n1 = n0 + t.up1;
+    const Lanes* n2 = n0 + t.up2;
+    const Lanes* n3 = n0 + (kStride[0] + kStride[1] + kStride[2]);
+    Lanes sum[2];
+    for (int i = 0; i < 2; ++i) {
+      if constexpr (kFinite) {
+        // With finite nodes a term of weight 0 adds a zero, which changes no sum.
+        sum[i] = t.weight[0] * n0[i] + t.weight[1] * n1[i] + t.weight[2] * n2[i] + t.weight[3] * n3[i];
+      } else {
+        sum[i] = t.weight[0] * n0[i];
+        if (t.weight[1][0] != 0.0) sum[i] += t.weight[1] * n1[i];
+        if (t.weight[2][0] != 0.0) sum[i] += t.weight[2] * n2[i];
+        if (t.weight[3][0] != 0.0) sum[i] += t.weight[3] * n3[i];
+      }
     }
-    const uint32_t up[3] = {upper[c.r], upper[c.g], upper[c.b]};
-    uint32_t index[3] = {lower[c.r], lower[c.g], lower[c.b]};
-    const double* n0 = node(index);
-    index[p] = up[p];
-    const double* n1 = node(index);
-    index[q] = up[q];
-    const double* n2 = node(index);
-    index[s] = up[s];
-    const double* n3 = node(index);
-    uint32_t out[3];
-    for (int x = 0; x < 3; ++x) {
-      out[x] = to_channel(n0[x] + f[p] * (n1[x] - n0[x]) + f[q] * (n2[x] - n1[x]) + f[s] * (n3[x] - n2[x]));
-    }
-    return {out[0], out[1], out[2]};
+    const Lanes rg = clamp_sums(sum[0]), bx = clamp_sums(sum[1]);
+    return {channel_of(rg[0]), channel_of(rg[1]), channel_of(bx[0])};
   }
 };
+
+// The ready data of one Run, on the heap (some 550 KB).
+struct Lut3DTables {
+  Lanes nodes[kSide * kSide * kSide * 2];
+  Tetrahedron tetrahedra[kTetrahedra];
+  uint32_t keys[3][256];
+  bool finite = true;
+
+  explicit Lut3DTables(const double (&table)[kLutNodes][kLutNodes][kLutNodes][3]) {
+    for (uint32_t r = 0; r < kSide; ++r)
+      for (uint32_t g = 0; g < kSide; ++g)
+        for (uint32_t b = 0; b < kSide; ++b)
+          for (uint32_t x = 0; x < 4; ++x) {
+            const bool node = r <= kLastNode && g <= kLastNode && b <= kLastNode && x < 3;
+            const double v = node ? table[r][g][b][x] : 0.0;
+            finite = finite && std::isfinite(v);
+            nodes[r * kStride[0] + g * kStride[1] + b * kStride[2] + x / 2][x % 2] = v;
+          }
+    for (uint32_t i = 0; i < kTetrahedra; ++i) {
+      const uint32_t rem[3] = {i / (kRemainders * kRemainders), i / kRemainders % kRemainders, i % kRemainders};
+      tetrahedra[i] = tetrahedron_of(rem);
+    }
+    constexpr uint32_t kIndexStep[3] = {kRemainders * kRemainders, kRemainders, 1};
+    for (int c = 0; c < 3; ++c)
+      for (uint32_t v = 0; v < 256; ++v) {
+        const uint32_t lower = v / kLutSpacing, rem = v % kLutSpacing;
+        keys[c][v] = (rem * kIndexStep[c]) << 16 | lower * kStride[c];
+      }
+  }
+};
+static_assert(kLastNode * (kStride[0] + kStride[1] + kStride[2]) < 0x10000 && kTetrahedra < 0x10000);
 
 }  // namespace
 
@@ -101,10 +173,16 @@ RBBoolean PictureLut3DRun(REALobject instance) {
   if (d->source == nullptr) return false;
   PictureReader reader;
   if (!reader.GetPictureEditor(d->source, true, false)) return false;
+  const std::unique_ptr<Lut3DTables> tables(new (std::nothrow) Lut3DTables(d->table));
+  if (tables == nullptr) return false;
   PictureWriter writer;
   if (!writer.NewPictureWriter(reader.width, reader.height, reader.hasAlphaChannel)) return false;
-  map(reader, writer, anchored_block(d->MinX, d->MinY, d->MaxX, d->MaxY, reader.width, reader.height),
-      Lut3D(d->table));
+  const Rect block = anchored_block(d->MinX, d->MinY, d->MaxX, d->MaxY, reader.width, reader.height);
+  if (tables->finite) {
+    map(reader, writer, block, Lut3D<true>{tables->nodes, tables->tetrahedra, tables->keys});
+  } else {
+    map(reader, writer, block, Lut3D<false>{tables->nodes, tables->tetrahedra, tables->keys});
+  }
   d->destination = writer.RenderPictureWriter();
   return true;
 }

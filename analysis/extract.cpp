@@ -76,11 +76,27 @@ void map_colours(PictureEditor& reader, PictureEditor& writer, const Kernel& ker
   });
 }
 
-// A region map: (W + 2) x (H + 2) byte cells, picture pixel (x, y) at cell
-// (y + 1) * stride + x + 1, zero-filled (calloc: large maps cost no writes).
-using RegionMap = std::unique_ptr<uint8_t, decltype(&std::free)>;
+// A region map: (W + 2) x (H + 2) cells of one bit, picture pixel (x, y) at
+// row y + 1, column x + 1; each row a whole number of 64-bit words, so a row of
+// cells is tested, filled or cleared a word at a time. Zero-filled (calloc: a
+// map costs no writes where nothing is marked).
+using RegionMap = std::unique_ptr<uint64_t, decltype(&std::free)>;
 
-RegionMap zeroed_map(size_t cells) { return RegionMap(static_cast<uint8_t*>(std::calloc(cells, 1)), &std::free); }
+RegionMap zeroed_map(size_t words) {
+  return RegionMap(static_cast<uint64_t*>(std::calloc(words, sizeof(uint64_t))), &std::free);
+}
+
+// The bits of one word that cells c0..c1 (inclusive) of a row hold, word by word.
+template <class Visit>
+void for_span(uint64_t* row, int32_t c0, int32_t c1, Visit&& visit) {
+  const int32_t k0 = c0 >> 6, k1 = c1 >> 6;
+  for (int32_t k = k0; k <= k1; ++k) {
+    uint64_t mask = ~uint64_t{0};
+    if (k == k0) mask &= ~uint64_t{0} << (c0 & 63);
+    if (k == k1) mask &= ~uint64_t{0} >> (63 - (c1 & 63));
+    if (!visit(row[k], mask)) return;
+  }
+}
 
 // A box of map cells, edges inclusive.
 struct Box {
@@ -105,54 +121,86 @@ bool reaches(Clear& clear, int32_t a, int32_t b, const Any& any) {
 
 class RegionFinder {
  public:
-  RegionFinder(uint8_t* colour, uint8_t* cover, size_t stride, size_t cells)
-      : colour_(colour), cover_(cover), stride_(stride), cells_(cells) {}
+  RegionFinder(uint64_t* colour, uint64_t* cover, int32_t words) : colour_(colour), cover_(cover), words_(words) {}
 
-  // Covers every coloured cell with boxes, seeds in row-major order.
-  void CoverAll() {
-    size_t next = 0;
-    while (const void* hit = std::memchr(colour_ + next, 1, cells_ - next)) {
-      const size_t seed = static_cast<size_t>(static_cast<const uint8_t*>(hit) - colour_);
-      Fill(Grow(static_cast<int32_t>(seed / stride_), static_cast<int32_t>(seed % stride_)));
-      // Every cell before the seed held 0 and filling only clears cells, so
-      // going on from here finds the seed a scan from the top would find.
-      next = seed;
+  // Covers the coloured cells of map row `row` (whose rows above hold none) with
+  // boxes, seeds in row-major order. Afterwards the row's cover is final: every
+  // later seed lies below it, and a box never reaches above its seed's row.
+  void CoverRow(int32_t row) {
+    uint64_t* cells = Row(colour_, row);
+    const uint64_t* below = Row(colour_, row + 1);
+    for (int32_t k = 0; k < words_; ++k) {
+      while (cells[k] != 0) {
+        // A seed with nothing right of it and nothing below is a box of one cell:
+        // above and to its left lie no marked cells. Such seeds before the first
+        // other one are covered together; clearing them changes no one's box.
+        const uint64_t next = k + 1 < words_ ? cells[k + 1] << 63 : 0;
+        const uint64_t alone = cells[k] & ~((cells[k] >> 1) | next) & ~below[k];
+        const uint64_t others = cells[k] & ~alone;
+        const uint64_t first = others & (~others + 1);
+        const uint64_t done = others == 0 ? alone : alone & (first - 1);
+        Row(cover_, row)[k] |= done;
+        cells[k] &= ~done;
+        if (others == 0) break;
+        Fill(Grow(row, k * 64 + __builtin_ctzll(first)));
+      }
     }
   }
 
+  const uint64_t* CoverOf(int32_t row) const { return Row(cover_, row); }
+
  private:
+  uint64_t* Row(uint64_t* map, int32_t row) const { return map + static_cast<size_t>(row) * words_; }
+
   bool RowHolds(int32_t row, int32_t from, int32_t to) const {
-    return std::memchr(colour_ + row * stride_ + from, 1, static_cast<size_t>(to - from + 1)) != nullptr;
+    bool holds = false;
+    for_span(Row(colour_, row), from, to, [&](uint64_t word, uint64_t mask) { return !(holds = (word & mask) != 0); });
+    return holds;
   }
   bool ColumnHolds(int32_t column, int32_t from, int32_t to) const {
-    const uint8_t* cell = colour_ + from * stride_ + column;
-    for (int32_t row = from; row <= to; ++row, cell += stride_) {
-      if (*cell) return true;
+    const uint64_t* cell = Row(colour_, from) + (column >> 6);
+    const uint64_t bit = uint64_t{1} << (column & 63);
+    for (int32_t row = from; row <= to; ++row, cell += words_) {
+      if (*cell & bit) return true;
     }
     return false;
   }
 
-  // Passes of top, bottom, left, right, each moving by one where the line
-  // beside it holds a 1, until a pass moves nothing. The zero border stops
-  // every edge at the picture's edge.
+  // The least box round the seed whose four neighbouring lines hold no 1. The
+  // pass-by-pass growth of one step per edge ends in the same box whatever order
+  // the steps come in (each step is forced by a 1 that any such box must hold),
+  // so each edge moves as far as it can before the next is looked at. The zero
+  // border stops every edge at the picture's edge.
   Box Grow(int32_t row, int32_t column) const {
     Box b{row, row, column, column};
     Clear above, below, before, after;
     for (bool moved = true; moved;) {
       moved = false;
-      if (reaches(above, b.left, b.right, [&](int32_t f, int32_t t) { return RowHolds(b.top - 1, f, t); })) {
+      while (reaches(above, b.left, b.right, [&](int32_t f, int32_t t) { return RowHolds(b.top - 1, f, t); })) {
         --b.top;
         moved = true;
       }
-      if (reaches(below, b.left, b.right, [&](int32_t f, int32_t t) { return RowHolds(b.bottom + 1, f, t); })) {
-        ++b.bottom;
-        moved = true;
+      if (b.left >> 6 == b.right >> 6) {
+        // A box within one word of each row (a thin column) goes down a row at a
+        // time on a single mask.
+        const uint64_t mask = (~uint64_t{0} << (b.left & 63)) & (~uint64_t{0} >> (63 - (b.right & 63)));
+        const uint64_t* next = Row(colour_, b.bottom + 1) + (b.left >> 6);
+        for (; *next & mask; next += words_) {
+          ++b.bottom;
+          moved = true;
+        }
+        below = Clear{b.left, b.right};
+      } else {
+        while (reaches(below, b.left, b.right, [&](int32_t f, int32_t t) { return RowHolds(b.bottom + 1, f, t); })) {
+          ++b.bottom;
+          moved = true;
+        }
       }
-      if (reaches(before, b.top, b.bottom, [&](int32_t f, int32_t t) { return ColumnHolds(b.left - 1, f, t); })) {
+      while (reaches(before, b.top, b.bottom, [&](int32_t f, int32_t t) { return ColumnHolds(b.left - 1, f, t); })) {
         --b.left;
         moved = true;
       }
-      if (reaches(after, b.top, b.bottom, [&](int32_t f, int32_t t) { return ColumnHolds(b.right + 1, f, t); })) {
+      while (reaches(after, b.top, b.bottom, [&](int32_t f, int32_t t) { return ColumnHolds(b.right + 1, f, t); })) {
         ++b.right;
         moved = true;
       }
@@ -160,50 +208,99 @@ class RegionFinder {
     return b;
   }
 
-  // The whole box, grey cells included, a row of contiguous bytes at a time.
+  // The whole box, grey cells included, a word of each row at a time.
   void Fill(const Box& b) {
-    const auto length = static_cast<size_t>(b.right - b.left + 1);
+    if (b.left >> 6 == b.right >> 6) {
+      const uint64_t mask = (~uint64_t{0} << (b.left & 63)) & (~uint64_t{0} >> (63 - (b.right & 63)));
+      const size_t at = static_cast<size_t>(b.top) * words_ + (b.left >> 6);
+      for (int32_t row = b.top; row <= b.bottom; ++row) {
+        const size_t k = at + static_cast<size_t>(row - b.top) * words_;
+        cover_[k] |= mask;
+        colour_[k] &= ~mask;
+      }
+      return;
+    }
     for (int32_t row = b.top; row <= b.bottom; ++row) {
-      const size_t at = row * stride_ + static_cast<size_t>(b.left);
-      std::memset(cover_ + at, 1, length);
-      std::memset(colour_ + at, 0, length);
+      uint64_t* cover = Row(cover_, row);
+      for_span(Row(colour_, row), b.left, b.right, [&](uint64_t& word, uint64_t mask) {
+        cover[&word - Row(colour_, row)] |= mask;
+        word &= ~mask;
+        return true;
+      });
     }
   }
 
-  uint8_t* colour_;
-  uint8_t* cover_;
-  size_t stride_;
-  size_t cells_;
+  uint64_t* colour_;
+  uint64_t* cover_;
+  int32_t words_;
 };
 
-// colour cell = 1 where the pixel is not grey (R = G = B), over `r` only
+// colour cell = 1 where the pixel is not grey (R = G = B), over `r` only; a row
+// of flags first (a loop the compiler can vectorise), then packed eight to a
+// byte with one multiply. Where the layout keeps the channels in three
+// neighbouring bytes (the channel bits of ColourKey), the test is on the word.
 template <class In>
-void mark_coloured(PictureEditor& source, Rect r, uint8_t* colour, size_t stride) {
+void mark_coloured(PictureEditor& source, Rect r, uint64_t* colour, int32_t words, uint8_t* flags) {
+  const uint32_t channels = ColourKey<In>(Rgb{0, 0, 0}).mask;
+  const int shift = channels == 0 ? 0 : __builtin_ctz(channels);
+  const bool neighbours = channels != 0 && channels >> shift == 0xFFFFFF;
   source.AdvanceRows(r.y0);
   for (int32_t y = r.y0; y < r.y1; ++y) {
     const uint32_t* s = source.rowPtr;
-    uint8_t* cells = colour + (y + 1) * stride + 1;
-    for (int32_t x = r.x0; x < r.x1; ++x) {
-      const Rgb c = In::load(s + x);
-      cells[x] = static_cast<uint8_t>(c.r != c.g || c.g != c.b);
+    uint8_t* f = flags + 1;  // cell x + 1
+    if (neighbours) {
+      for (int32_t x = r.x0; x < r.x1; ++x) {
+        const uint32_t q = s[x] >> shift;
+        f[x] = ((q ^ (q >> 8)) & 0xFFFF) != 0;
+      }
+    } else {
+      for (int32_t x = r.x0; x < r.x1; ++x) {
+        const Rgb c = In::load(s + x);
+        f[x] = ((c.r ^ c.g) | (c.g ^ c.b)) != 0;
+      }
+    }
+    uint64_t* cells = colour + static_cast<size_t>(y + 1) * words;
+    for (int32_t k = 0; k < words; ++k) {
+      uint64_t word = 0;
+      for (int32_t i = 0; i < 8; ++i) {
+        uint64_t eight;
+        std::memcpy(&eight, flags + k * 64 + i * 8, 8);
+        word |= (eight * 0x0102040810204080u) >> 56 << (i * 8);
+      }
+      cells[k] = word;
     }
     source.NextRow();
   }
 }
 
-// pixel = covered ? black : white
+// pixel = covered ? black : white, for one row of the result. Runs of blocks
+// of one colour are copied from a ready row of that colour, which the C
+// library does in wide stores without reading the lines first.
 template <class Out>
-void write_mask(PictureEditor& result, int32_t width, int32_t height, const uint8_t* cover, size_t stride) {
-  if constexpr (Out::kWrites) {
-    const uint32_t black = Out::store({0, 0, 0});
-    const uint32_t white = Out::store({255, 255, 255});
-    for (int32_t y = 0; y < height; ++y) {
-      uint32_t* d = result.rowPtr;
-      const uint8_t* cells = cover + (y + 1) * stride + 1;
-      for (int32_t x = 0; x < width; ++x) d[x] = cells[x] ? black : white;
-      result.NextRow();
+void write_mask_row(uint32_t* d, int32_t width, const uint64_t* cover, int32_t words, const uint32_t* blackRow,
+                    const uint32_t* whiteRow) {
+  const uint32_t black = blackRow[0], white = whiteRow[0];
+  const auto fill = [&](int32_t from, int32_t to, bool covered) {
+    std::memcpy(d + from, covered ? blackRow : whiteRow, static_cast<size_t>(to - from) * 4);
+  };
+  int32_t runStart = 0;
+  uint64_t runBits = 0;  // 0: a white run, all ones: a black one
+  for (int32_t x0 = 0, k = 0; x0 < width; x0 += 64, ++k) {
+    // Pixels x0..x0 + 63 are cells x0 + 1..x0 + 64.
+    const uint64_t bits = cover[k] >> 1 | (k + 1 < words ? cover[k + 1] << 63 : 0);
+    const int32_t n = std::min(64, width - x0);
+    if (bits == runBits) continue;
+    fill(runStart, x0, runBits != 0);
+    if (bits == 0 || bits == ~uint64_t{0}) {
+      runStart = x0;
+      runBits = bits;
+    } else {
+      for (int32_t i = 0; i < n; ++i) d[x0 + i] = (bits >> i) & 1 ? black : white;
+      runStart = x0 + n;
+      runBits = 0;
     }
   }
+  fill(runStart, width, runBits != 0);
 }
 
 }  // namespace
@@ -234,21 +331,39 @@ REALpicture ExtractColorRectangleMaskZRK(REALpicture source, int32_t left, int32
   const int32_t w = reader.width, h = reader.height;
   const int64_t cells = (int64_t{w} + 2) * (int64_t{h} + 2);
   if (cells <= 0 || cells > std::numeric_limits<int32_t>::max()) return nullptr;
-  RegionMap colour = zeroed_map(static_cast<size_t>(cells));
-  RegionMap cover = zeroed_map(static_cast<size_t>(cells));
-  if (colour == nullptr || cover == nullptr) return nullptr;
+  const int32_t words = (w + 2 + 63) / 64;
+  const size_t mapWords = static_cast<size_t>(words) * (static_cast<size_t>(h) + 2);
+  RegionMap colour = zeroed_map(mapWords);
+  RegionMap cover = zeroed_map(mapWords);
+  const std::unique_ptr<uint8_t, decltype(&std::free)> flags(
+      static_cast<uint8_t*>(std::calloc(static_cast<size_t>(words) * 64, 1)), &std::free);
+  const std::unique_ptr<uint32_t, decltype(&std::free)> ready(
+      static_cast<uint32_t*>(std::malloc(static_cast<size_t>(w) * 2 * sizeof(uint32_t))), &std::free);
+  if (colour == nullptr || cover == nullptr || flags == nullptr || ready == nullptr) return nullptr;
   PictureWriter writer;
   if (!writer.NewPictureWriter(w, h, false)) return nullptr;
 
-  const size_t stride = static_cast<size_t>(w) + 2;
   // A negative size reaches to the picture's edge; 0 covers nothing.
   const Rect r = ClipRect(left, top, width < 0 ? w : width, height < 0 ? h : height, w, h);
   if (!r.empty()) {
-    with_layout(reader.pixelFormat, [&](auto in) { mark_coloured<decltype(in)>(reader, r, colour.get(), stride); });
+    with_layout(reader.pixelFormat,
+                [&](auto in) { mark_coloured<decltype(in)>(reader, r, colour.get(), words, flags.get()); });
   }
-  RegionFinder(colour.get(), cover.get(), stride, static_cast<size_t>(cells)).CoverAll();
+  RegionFinder finder(colour.get(), cover.get(), words);
   with_layout(writer.pixelFormat, [&](auto out) {
-    write_mask<decltype(out)>(writer, std::min(w, writer.width), std::min(h, writer.height), cover.get(), stride);
+    using Out = decltype(out);
+    const int32_t rows = std::min(h, writer.height), columns = std::min(w, writer.width);
+    uint32_t* blackRow = ready.get();
+    uint32_t* whiteRow = blackRow + w;
+    std::fill_n(blackRow, w, Out::store({0, 0, 0}));
+    std::fill_n(whiteRow, w, Out::store({255, 255, 255}));
+    for (int32_t y = 0; y < h; ++y) {
+      finder.CoverRow(y + 1);
+      if constexpr (Out::kWrites) {
+        if (y < rows) write_mask_row<Out>(writer.rowPtr, columns, finder.CoverOf(y + 1), words, blackRow, whiteRow);
+      }
+      writer.NextRow();
+    }
   });
   return writer.RenderPictureWriter();
 }

@@ -1,8 +1,9 @@
 // Scrolling in place. Wrap mode rotates the content the shorter way round. The
-// vertical rotation keeps its two buffer sizes on purpose (the H - d rows that
-// stay when moving down, the whole picture when moving up), and a size outside
-// 1..2^31-1 fails the call; the horizontal one uses one row's buffer for all
-// rows. Shift mode moves the pixels by the distance cut to 16 bits, as the
+// vertical rotation keeps the limits of its two historical buffer sizes on
+// purpose (the H - d rows that stay when moving down, the whole picture when
+// moving up): a size outside 1..2^31-1 fails the call, though the rows now move
+// through a single row's buffer; the horizontal one uses one row's buffer for
+// all rows. Shift mode moves the pixels by the distance cut to 16 bits, as the
 // platform's rectangle scroll took it, and paints the vacated strip opaque white,
 // the colour a fresh picture has. Whole pixel words move, alpha included. Rows
 // that lie back to back move as one block; padded rows and the row table of
@@ -12,6 +13,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <numeric>
 
 #include "frame/host.h"
 #include "pixels/layout.h"
@@ -83,54 +85,65 @@ int32_t shorter_way(int32_t delta, int32_t size) {
 
 int32_t cut_to_16_bits(int32_t delta) { return static_cast<int16_t>(static_cast<uint16_t>(delta)); }
 
-// The vertical rotation; false when the buffer cannot be had.
-bool rotate_rows(const PictureEditor& e, int32_t delta) {
-  const int32_t height = e.height;
-  if (height < 1) return false;
-  const int32_t d = shorter_way(delta, height);
-  if (d == 0) return true;
-  const int64_t size = int64_t{d > 0 ? height - d : height} * e.bytesPerRow;
-  if (size < 1 || size > kMaxBuffer) return false;
-  void* buffer = std::calloc(static_cast<size_t>(size), 1);
-  if (buffer == nullptr) return false;
+// The turn of `delta` pixels to the right over a row of `width`, in bytes
+// (0 <= turn < width · 4); 0 where the horizontal rotation skips the move.
+size_t turn_bytes(int32_t delta, int32_t width) {
+  if (width < 1 || int64_t{width} * 4 > kMaxBuffer) return 0;
+  const int32_t d = shorter_way(delta, width);
+  return static_cast<size_t>(d < 0 ? d + width : d) * 4;
+}
 
+// Row `from` onto another row `to`, turned right by `turn` bytes.
+void copy_turned(unsigned char* to, const unsigned char* from, size_t rowBytes, size_t turn) {
+  std::memcpy(to + turn, from, rowBytes - turn);
+  std::memcpy(to, from + rowBytes - turn, turn);
+}
+
+void rotate_columns(const PictureEditor& e, int32_t delta) {
   const Rows picture = rows_of(e);
-  const Rows saved{static_cast<unsigned char*>(buffer), picture.rowBytes, nullptr, picture.rowBytes};
-  if (d > 0) {  // the first H - d rows wait while the last d rows go to the top
-    const int32_t stay = height - d;
-    move_rows(saved, 0, picture, 0, stay);
-    move_rows(picture, 0, picture, stay, d);
-    move_rows(picture, d, saved, 0, stay);
-  } else {  // the first e rows wait while the rest go to the top
-    const int32_t up = -d;
-    move_rows(saved, 0, picture, 0, up);
-    move_rows(picture, 0, picture, up, height - up);
-    move_rows(picture, height - up, saved, 0, up);
+  const size_t turn = turn_bytes(delta, e.width);
+  if (turn == 0) return;
+  void* buffer = std::malloc(picture.rowBytes);
+  if (buffer == nullptr) return;
+  for (int32_t row = 0; row < e.height; ++row) {
+    std::memcpy(buffer, picture.at(row), picture.rowBytes);
+    copy_turned(picture.at(row), static_cast<unsigned char*>(buffer), picture.rowBytes, turn);
+  }
+  std::free(buffer);
+}
+
+// The vertical rotation, each row turned right by `columnDelta` on its way (the
+// horizontal rotation done in the same pass); false when the picture is too
+// large for the vertical rotation's buffer sizes or the buffer of one row
+// cannot be had, and then only the rows are turned. Each row moves once,
+// straight to its place: the rows form gcd(H, d) cycles (row y takes row y - d),
+// and one row per cycle waits in the buffer while the others move round.
+bool rotate_rows(const PictureEditor& e, int32_t delta, int32_t columnDelta = 0) {
+  const int32_t height = e.height;
+  const int32_t d = height < 1 ? 0 : shorter_way(delta, height);
+  const int64_t size = int64_t{d > 0 ? height - d : height} * e.bytesPerRow;
+  const Rows picture = rows_of(e);
+  void* buffer = height < 1 || d == 0 || size < 1 || size > kMaxBuffer ? nullptr : std::malloc(picture.rowBytes);
+  if (buffer == nullptr) {
+    rotate_columns(e, columnDelta);
+    return height >= 1 && d == 0;
+  }
+  const size_t turn = turn_bytes(columnDelta, e.width);
+  const auto* held = static_cast<const unsigned char*>(buffer);
+  const int32_t cycles = std::gcd(height, d < 0 ? -d : d);
+  for (int32_t start = 0; start < cycles; ++start) {
+    std::memcpy(buffer, picture.at(start), picture.rowBytes);
+    int32_t y = start;
+    for (;;) {
+      const int32_t from = (y - d + height) % height;
+      if (from == start) break;
+      copy_turned(picture.at(y), picture.at(from), picture.rowBytes, turn);
+      y = from;
+    }
+    copy_turned(picture.at(y), held, picture.rowBytes, turn);
   }
   std::free(buffer);
   return true;
-}
-
-void rotate_columns(PictureEditor& e, int32_t delta) {
-  const int32_t width = e.width;
-  if (width < 1) return;
-  const int32_t d = shorter_way(delta, width);
-  if (d == 0) return;
-  const int64_t size = int64_t{width} * 4;
-  if (size > kMaxBuffer) return;
-  auto* buffer = static_cast<uint32_t*>(std::calloc(static_cast<size_t>(size), 1));
-  if (buffer == nullptr) return;
-  // Moving right, the first W - d pixels wait; moving left, the first e do.
-  const size_t waiting = static_cast<size_t>(d > 0 ? width - d : -d);
-  const size_t moving = static_cast<size_t>(width) - waiting;
-  for (int32_t row = 0; row < e.height; ++row) {
-    uint32_t* p = e.rowPtr;
-    std::memcpy(buffer, p, waiting * 4);
-    std::memmove(p, p + waiting, moving * 4);
-    std::memcpy(p + moving, buffer, waiting * 4);
-    e.NextRow();
-  }
-  std::free(buffer);
 }
 
 void shift_rows(const PictureEditor& e, int32_t distance) {
@@ -166,14 +179,14 @@ void shift_columns(PictureEditor& e, int32_t distance) {
   }
 }
 
-// Scrolls the picture's separate mask, when it has one, with `scroll`; false only
-// when there is a mask and it could not be scrolled.
+// Scrolls the picture's separate mask, when it has one, with `scroll(mask)`;
+// false only when there is a mask and it could not be scrolled.
 template <class Scroll>
-bool scroll_mask(REALpicture picture, int32_t delta, RBBoolean wrap, Scroll scroll) {
+bool scroll_mask(REALpicture picture, Scroll scroll) {
   if (picture == nullptr) return true;
   REALpicture mask = REALGetPictureMask(picture, 0);
   if (mask == nullptr) return true;
-  const bool moved = scroll(mask, delta, wrap, RBBoolean{0}) != 0;
+  const bool moved = scroll(mask) != 0;
   REALUnlockObject(reinterpret_cast<REALobject>(mask));
   return moved;
 }
@@ -181,7 +194,10 @@ bool scroll_mask(REALpicture picture, int32_t delta, RBBoolean wrap, Scroll scro
 }  // namespace
 
 RBBoolean ScrollVerticalZRK(REALpicture picture, int32_t delta, RBBoolean wrap, RBBoolean scrollmask) {
-  if (scrollmask != 0 && !scroll_mask(picture, delta, wrap, ScrollVerticalZRK)) return 0;
+  if (scrollmask != 0 &&
+      !scroll_mask(picture, [&](REALpicture mask) { return ScrollVerticalZRK(mask, delta, wrap, 0); })) {
+    return 0;
+  }
   if (delta == 0) return 1;
   PictureEditor editor;
   if (wrap != 0) return editor.GetPictureEditor(picture, true, true) && rotate_rows(editor, delta);
@@ -191,7 +207,7 @@ RBBoolean ScrollVerticalZRK(REALpicture picture, int32_t delta, RBBoolean wrap, 
 }
 
 RBBoolean ScrollHorizontalZRK(REALpicture picture, int32_t delta, RBBoolean wrap, RBBoolean scrollmask) {
-  if (scrollmask != 0) scroll_mask(picture, delta, wrap, ScrollHorizontalZRK);
+  if (scrollmask != 0) scroll_mask(picture, [&](REALpicture mask) { return ScrollHorizontalZRK(mask, delta, wrap, 0); });
   if (delta == 0) return 1;
   PictureEditor editor;
   if (!editor.GetPictureEditor(picture, wrap != 0, true)) return 1;
@@ -203,9 +219,23 @@ RBBoolean ScrollHorizontalZRK(REALpicture picture, int32_t delta, RBBoolean wrap
   return 1;
 }
 
+// The horizontal scroll, then the vertical one. Rotating both ways, every row
+// moves once, turned on its way; the outcome is that of the two in turn (the
+// mask as well, and a vertical rotation that fails leaves the columns turned).
 RBBoolean ScrollZRK(REALpicture picture, int32_t deltaX, int32_t deltaY, RBBoolean wrap, RBBoolean scrollmask) {
-  ScrollHorizontalZRK(picture, deltaX, wrap, scrollmask);
-  return ScrollVerticalZRK(picture, deltaY, wrap, scrollmask);
+  if (wrap == 0 || deltaX == 0 || deltaY == 0) {
+    ScrollHorizontalZRK(picture, deltaX, wrap, scrollmask);
+    return ScrollVerticalZRK(picture, deltaY, wrap, scrollmask);
+  }
+  const bool maskMoved =
+      scrollmask == 0 || scroll_mask(picture, [&](REALpicture mask) { return ScrollZRK(mask, deltaX, deltaY, wrap, 0); });
+  PictureEditor editor;
+  if (!editor.GetPictureEditor(picture, true, true)) return 0;
+  if (!maskMoved) {
+    rotate_columns(editor, deltaX);
+    return 0;
+  }
+  return rotate_rows(editor, deltaY, deltaX);
 }
 
 }  // namespace picture

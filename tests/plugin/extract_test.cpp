@@ -105,6 +105,29 @@ TEST_P(ExtractTest, MaskOfWorkedShapesAndRandomPictures) {
     for (const Area& a : {Area{0, 0, -1, -1}, Area{3, 2, 11, 9}, Area{-4, -3, -1, -1}, Area{5, 1, 30, 0}})
       check(source, a, reference_mask(px, w, ht, a));
   }
+  // Shapes that make many boxes or long thin ones, in widths either side of 64 and 128 pixels.
+  const struct { const char* name; bool (*coloured)(int x, int y); } kShapes[] = {
+      {"checkerboard", [](int x, int y) { return (x + y) % 2 == 0; }},
+      {"columns", [](int x, int) { return x % 2 == 1; }},
+      {"rows", [](int, int y) { return y % 2 == 0; }},
+      {"staircase", [](int x, int y) { return x == y || x == y + 1 || x == y + 70; }},
+      {"sparse", [](int x, int y) { return (x * 7 + y * 13) % 5 == 0 || (x * y) % 11 == 3; }},
+      // A seed in a word's last cell whose box grows into the next word and then down.
+      {"word ends", [](int x, int y) { return (y % 3 == 0 && x % 64 >= 62) || (y % 3 == 1 && x % 64 == 63); }},
+  };
+  for (const auto& shape : kShapes)
+    for (const int w : {63, 64, 65, 129}) {
+      SCOPED_TRACE(testing::Message() << shape.name << " " << w);
+      auto spec = shape_for(GetParam(), w, 9);
+      spec.fill = Pixel{90, 90, 90, 0};
+      const Ref source = h.NewPicture(spec);
+      for (int y = 0; y < 9; ++y)
+        for (int x = 0; x < w; ++x)
+          if (shape.coloured(x, y)) h.SetPixel(source.picture(), x, y, {200, 10, 10, 255});
+      const std::vector<Pixel> px = pixels_of(h, source.picture());
+      for (const Area& a : {Area{0, 0, -1, -1}, Area{1, 2, w - 3, -1}})
+        check(source, a, reference_mask(px, w, 9, a));
+    }
 }
 
 // Both write only opaque pixels; the colours' top byte plays no part.

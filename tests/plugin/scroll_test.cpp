@@ -24,6 +24,8 @@ const struct Scroll { const char* method; int32_t dx, dy; bool wrap, scrollmask;
     {"ScrollHorizontalZRK", -1, 0, true, false, 65, 2},
     {"ScrollHorizontalZRK", INT32_MAX, 0, true, true, 9, 4},
     {"ScrollZRK", 4, -3, true, true, 9, 6},
+    {"ScrollZRK", -3, 4, true, false, 7, 8},  // rows in four cycles, each turned on its way
+    {"ScrollZRK", 2, 6, true, true, 5, 6},    // a whole turn down: the columns alone move
     {"ScrollVerticalZRK", 0, 3, false, true, 5, 10},
     {"ScrollVerticalZRK", 0, -4, false, false, 3, 10},
     {"ScrollVerticalZRK", 0, 12, false, true, 3, 10},  // everything vacated
@@ -112,6 +114,9 @@ TEST_F(ScrollCases, UnscrollableMaskAndNilPictures) {
     }
     EXPECT_TRUE(answer(p.get(), "ScrollHorizontalZRK", {int64_t{1}, true, true}));
     EXPECT_EQ(h.GetPixel(p.picture(), 1, 2), was[2 * 4]);
+    // Both ways at once: the columns turn, the rows stay where the mask's failure leaves them.
+    EXPECT_FALSE(answer(p.get(), "ScrollZRK", {int64_t{1}, int64_t{1}, true, true}));
+    EXPECT_EQ(h.GetPixel(p.picture(), 2, 2), was[2 * 4]);
     p = {};
     StopHost();
   }
