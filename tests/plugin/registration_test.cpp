@@ -10,6 +10,7 @@
 #include <tuple>
 
 #include "tests/plugin/expected_tables.h"
+#include "tests/plugin/pixel_reference.h"
 #include "tests/plugin/plugin_test.h"
 
 namespace {
@@ -156,10 +157,20 @@ INSTANTIATE_TEST_SUITE_P(AllHosts, TableFixtureBands, ::testing::ValuesIn(kBands
 
 class RealPluginBands : public BandTest {};
 
-// The real tables hold the operations built so far, each as listed, in the listed order.
+// The real tables hold the operations built so far, each as listed, in the listed order, and answer
+// calls on the class or as module functions.
 TEST_P(RealPluginBands, RegistersItsMethodsAsTheTableListsThem) {
   const Band& band = GetParam();
-  const testhost::Registrations& r = StartHost(Config()).registrations();
+  testhost::Host& h = StartHost(Config());
+  const testhost::Ref source = h.NewPicture(pixeltest::sized(2, 2));
+  h.SetPixel(source.picture(), 1, 1, testhost::Pixel{1, 2, 3, 255});
+  const testhost::CallResult inverted =
+      h.CallMethod(source.get(), "InvertZRK", {int64_t{1}, int64_t{1}, int64_t{1}, int64_t{1}});
+  ASSERT_TRUE(std::holds_alternative<testhost::Ref>(inverted.value)) << inverted.error;
+  const testhost::Pixel white{255, 255, 255, 255};
+  EXPECT_EQ(pixeltest::pixels_of(h, std::get<testhost::Ref>(inverted.value).picture()),
+            (std::vector<testhost::Pixel>{white, white, white, {254, 253, 252, 255}}));
+  const testhost::Registrations& r = h.registrations();
   EXPECT_EQ(r.pluginVersion, band.interfaceVersion);
   const ModuleRecord* module = find_module(r, "PicturePictureExtensionZRK");
   ASSERT_TRUE(band.modules ? module != nullptr && find_module(r, "PictureGlobalsZRK") != nullptr
