@@ -37,11 +37,7 @@ TEST_F(EditorTest, RefusedPicturesGiveNil) {
     std::tie(s.alphaInfo, s.hasAlphaChannel, s.bitsPerPixel, s.drawOnly) = std::tie(alphaInfo, alpha, bits, drawOnly);
     return s;
   };
-  const struct {
-    const char* what;
-    PictureSpec shape;
-    HostConfig config;
-  } cases[] = {
+  const struct { const char* what; PictureSpec shape; HostConfig config; } cases[] = {
       {"alpha channel, alpha last not premultiplied", shape(3, true), {}},
       {"alpha channel, alpha first not premultiplied", shape(4, true), {}},
       {"alpha channel, no alpha layout", shape(5, true), {}},

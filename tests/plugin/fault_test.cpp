@@ -46,11 +46,6 @@ struct Sample {
 
 Value colour_at(Host& h, const Scene& s) { return int64_t{h.Color(s.source.picture(), 0, 0)}; }
 
-Ref block_of(Host& h, int32_t size, uint8_t (*byte)(int)) {
-  Ref block = h.NewMemoryBlock(size);
-  for (int32_t i = 0; i < size; ++i) h.Bytes(block.block())[i] = byte(i);
-  return block;
-}
 uint8_t inverse(int i) { return static_cast<uint8_t>(255 - i); }
 uint8_t wave(int i) { return static_cast<uint8_t>(i * 37); }
 
@@ -114,7 +109,7 @@ std::vector<Sample> all_samples() {
       {"CountColorsZRK", K::kMethod, just({Value{}, Value{}, Value{}, int64_t{0}})},
       {"TransformColorsZRK", K::kMethod,
        [](Host& h, const Scene&) {
-         return std::vector<Value>{block_of(h, 256, inverse), block_of(h, 256, wave), block_of(h, 256, inverse),
+         return std::vector<Value>{memory_block(h, 256, inverse), memory_block(h, 256, wave), memory_block(h, 256, inverse),
                                    Value{}};
        }},
       {"ReplaceColorZRK", K::kMethod,
@@ -141,7 +136,7 @@ std::vector<Sample> all_samples() {
       {"TintPictureZRK", K::kGlobal, pictures({&Scene::source}, {int64_t{0x808080}, int64_t{0xA08060}})},
       {"RenderSamplesZRK", K::kGlobal,
        [](Host& h, const Scene&) {
-         return std::vector<Value>{block_of(h, 48, wave), int64_t{48},       int64_t{2},       int64_t{12},
+         return std::vector<Value>{memory_block(h, 48, wave), int64_t{48},       int64_t{2},       int64_t{12},
                                    int64_t{8},            int64_t{1},        int64_t{0x88B5C4}, int64_t{0x274C5A},
                                    int64_t{0x203F4E},     int64_t{8},        true};
        }},
@@ -325,15 +320,9 @@ std::string key_of(const Sample& s, Host& h, const Scene& scene) {
 }
 
 // Host lendings: desktop layouts 5 and 6, opaque and with alpha, draw-only, console.
-const Lending kFaultLendings[] = {
-    {"Desktop5", HostKind::kDesktop, 5},
-    {"Desktop6", HostKind::kDesktop, 6, false, 0, false, 6},
-    {"Desktop5Alpha", HostKind::kDesktop, 1, true, 0, false, 5, 1},
-    {"Desktop6Alpha", HostKind::kDesktop, 2, true, 8, false, 6, 2},
-    {"DrawOnly", HostKind::kDesktop, 5, false, 0, true, 6},
-    {"Console", HostKind::kConsole},
-    {"ConsoleAlpha", HostKind::kConsole, 5, true},
-};
+const Lending kFaultLendings[] = {lending("Rgbx5"),      lending("Xrgb6"),   lending("AlphaRgba1"),
+                                  lending("AlphaArgb2"), lending("DrawOnly"), lending("Console"),
+                                  lending("ConsoleAlpha")};
 
 class HostFaultTest : public PluginTest, public ::testing::WithParamInterface<Lending> {};
 

@@ -16,9 +16,7 @@ using namespace pixeltest;
 using testhost::Ref;
 using testhost::Value;
 
-struct Area {
-  int32_t left, top, width, height;
-};
+struct Area { int32_t left, top, width, height; };
 
 bool inside(const Area& a, int32_t x, int32_t y, int32_t width, int32_t height) {
   const int64_t w = a.width <= 0 ? width : a.width;

@@ -9,7 +9,9 @@
 #include <cstdio>
 #include <optional>
 #include <random>
+#include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/test_host.h"
@@ -47,6 +49,21 @@ inline const Lending kLendings[] = {
     {"ConsoleAlpha", HostKind::kConsole, 5, true},
     {"Web", HostKind::kWeb},
 };
+
+inline const Lending& lending(std::string_view name) {
+  for (const Lending& l : kLendings) {
+    if (l.name == name) return l;
+  }
+  throw std::invalid_argument(std::string(name));
+}
+
+// A memory block of `size` bytes, byte i being byte(i).
+template <class Byte>
+testhost::Ref memory_block(testhost::Host& host, int32_t size, Byte byte) {
+  testhost::Ref block = host.NewMemoryBlock(size);
+  for (int32_t i = 0; i < size; ++i) host.Bytes(block.block())[i] = static_cast<uint8_t>(byte(i));
+  return block;
+}
 
 inline testhost::HostConfig config_for(const Lending& l) {
   testhost::HostConfig config;

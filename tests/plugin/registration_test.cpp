@@ -204,11 +204,7 @@ class RegistrationTest : public PluginTest {};
 
 // A host that lacks a registration entry point loses that registration only.
 TEST_F(RegistrationTest, SkipsRegistrationsTheHostCannotTake) {
-  const struct {
-    double version;
-    const char* missing;
-    size_t classes, extensions, modules, methods;
-  } cases[] = {
+  const struct { double version; const char* missing; size_t classes, extensions, modules, methods; } cases[] = {
       {2019.0, "PluginRegisterModule", 2, 0, 0, 0},  {2019.0, "RegisterPluginVersion", 2, 0, 2, 0},
       {3000.0, "PluginRegisterMethod", 2, 1, 0, 0},  {3000.0, "PluginRegisterClass", 0, 1, 0, 6},
       {2005.0, "PluginRegisterClassExtension", 2, 0, 0, 6},

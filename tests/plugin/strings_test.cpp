@@ -117,11 +117,7 @@ TEST_F(StringsTest, StringDataInTheWantedEncoding) {
 }
 
 TEST_F(StringsTest, ExceptionsCarryClassAndMessage) {
-  const struct {
-    const char* className;
-    bool withMessage;
-    const char* wantClass;
-  } cases[] = {
+  const struct { const char* className; bool withMessage; const char* wantClass; } cases[] = {
       {"NilObjectException", true, "NilObjectException"},
       {"NoSuchClassException", true, "RuntimeException"},
       {"NilObjectException", false, "NilObjectException"},
