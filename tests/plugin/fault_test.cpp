@@ -49,9 +49,7 @@ Value colour_at(Host& h, const Scene& s) { return int64_t{h.Color(s.source.pictu
 uint8_t inverse(int i) { return static_cast<uint8_t>(255 - i); }
 uint8_t wave(int i) { return static_cast<uint8_t>(i * 37); }
 
-std::string be32(uint32_t v) { return {char(v >> 24), char(v >> 16), char(v >> 8), char(v)}; }
-
-const std::string kBinaryString = "PPIC" + be32(52) + be32(2) + be32(2) + be32(32) + be32(40) + std::string(16, '\0') +
+const std::string kBinaryString = binary_header(52, 2, 2) +
                                   "\x10\x20\x30\x40\x50\x60\x70\x80\x90\xA0\xB0\xC0";
 
 const Pixel kWhite{255, 255, 255, 255}, kBlack{0, 0, 0, 255}, kGrey{90, 90, 90, 255};

@@ -138,6 +138,14 @@ inline testhost::Ref ramp_picture(testhost::Host& host, const Lending& l, uint32
   return picture;
 }
 
+// The head of a picture binary string: magic, big-endian size, width, height, bits and pixel offset, 16 zeros.
+inline std::string binary_header(uint32_t size, uint32_t width, uint32_t height, uint32_t bits = 32,
+                                 uint32_t offset = 40) {
+  std::string head = "PPIC";
+  for (const uint32_t v : {size, width, height, bits, offset}) head += {char(v >> 24), char(v >> 16), char(v >> 8), char(v)};
+  return head + std::string(16, '\0');
+}
+
 inline std::string describe(Pixel p) {
   char text[32];
   std::snprintf(text, sizeof text, "(%d, %d, %d, a %d)", p.r, p.g, p.b, p.a);
