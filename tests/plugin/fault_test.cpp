@@ -107,8 +107,8 @@ std::vector<Sample> all_samples() {
       {"CountColorsZRK", K::kMethod, just({Value{}, Value{}, Value{}, int64_t{0}})},
       {"TransformColorsZRK", K::kMethod,
        [](Host& h, const Scene&) {
-         return std::vector<Value>{memory_block(h, 256, inverse), memory_block(h, 256, wave), memory_block(h, 256, inverse),
-                                   Value{}};
+         return std::vector<Value>{memory_block(h, 256, inverse), memory_block(h, 256, wave),
+                                   memory_block(h, 256, inverse), Value{}};
        }},
       {"ReplaceColorZRK", K::kMethod,
        [](Host& h, const Scene& s) { return std::vector<Value>{colour_at(h, s), int64_t{0x00FF00}}; }},
@@ -134,9 +134,9 @@ std::vector<Sample> all_samples() {
       {"TintPictureZRK", K::kGlobal, pictures({&Scene::source}, {int64_t{0x808080}, int64_t{0xA08060}})},
       {"RenderSamplesZRK", K::kGlobal,
        [](Host& h, const Scene&) {
-         return std::vector<Value>{memory_block(h, 48, wave), int64_t{48},       int64_t{2},       int64_t{12},
-                                   int64_t{8},            int64_t{1},        int64_t{0x88B5C4}, int64_t{0x274C5A},
-                                   int64_t{0x203F4E},     int64_t{8},        true};
+         return std::vector<Value>{memory_block(h, 48, wave), int64_t{48},       int64_t{2},        int64_t{12},
+                                   int64_t{8},                int64_t{1},        int64_t{0x88B5C4}, int64_t{0x274C5A},
+                                   int64_t{0x203F4E},         int64_t{8},        true};
        }},
       // SourcePicture, then SepiaRed and FactorBlue, or one Table node.
       {"PictureSepiaZRK", K::kClass, pictures({&Scene::source}, {int64_t{40}, 0.5})},
