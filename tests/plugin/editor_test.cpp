@@ -31,13 +31,15 @@ class EditorTest : public PluginTest {
   }
 };
 
+// Refused pictures give nil, on every call. Opaque results are limited to 32767 pixels a side, results with
+// alpha channel only by the host. Without the class lookup the kind is learnt from which lock succeeds.
 TEST_F(EditorTest, RefusedPicturesGiveNil) {
-  const auto shape = [](uint32_t alphaInfo, bool alpha, uint32_t bits = 32, bool drawOnly = false) {
-    PictureSpec s = sized(4, 3);
+  const auto shape = [](uint32_t alphaInfo, bool alpha, uint32_t bits = 32, bool drawOnly = false, int32_t width = 4) {
+    PictureSpec s = sized(width, 3);
     std::tie(s.alphaInfo, s.hasAlphaChannel, s.bitsPerPixel, s.drawOnly) = std::tie(alphaInfo, alpha, bits, drawOnly);
     return s;
   };
-  const struct { const char* what; PictureSpec shape; HostConfig config; } cases[] = {
+  const struct { const char* what; PictureSpec shape; HostConfig config; bool gives = false; } cases[] = {
       {"alpha channel, alpha last not premultiplied", shape(3, true), {}},
       {"alpha channel, alpha first not premultiplied", shape(4, true), {}},
       {"alpha channel, no alpha layout", shape(5, true), {}},
@@ -51,35 +53,21 @@ TEST_F(EditorTest, RefusedPicturesGiveNil) {
       {"host without newPicture", shape(5, false), {.missing = {"newPicture"}}},
       {"alpha channel, host without instances", shape(2, true), {.missing = {"PluginNewInstance"}}},
       {"alpha channel, host without the constructor", shape(1, true), {.missing = {"REALLoadObjectMethod"}}},
+      {"32768 wide", shape(5, false, 32, false, 32768), {}},
+      {"32767 wide", shape(5, false, 32, false, 32767), {}, true},
+      {"32768 wide with alpha channel", shape(1, true, 32, false, 32768), {}, true},
+      {"desktop without class lookup", shape(5, false), {.kind = HostKind::kDesktop, .missing = {"pluginObjectType"}},
+       true},
+      {"console without class lookup", shape(5, false), {.kind = HostKind::kConsole, .missing = {"pluginObjectType"}},
+       true},
+      {"web without class lookup", shape(5, false), {.kind = HostKind::kWeb, .missing = {"pluginObjectType"}}, true},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
     Ref source = StartHost(c.config).NewPicture(c.shape);
-    EXPECT_FALSE(InvertGivesPicture(source));
-    source = {};
-    StopHost();
-  }
-}
-
-// A nil picture gives nil; opaque results are limited to 32767 pixels a side,
-// results with alpha channel only by the host.
-TEST_F(EditorTest, NilAndResultSizeLimits) {
-  testhost::Host& h = StartHost();
-  EXPECT_FALSE(InvertGivesPicture(Ref()));
-  for (auto [width, alpha, accepted] : {std::tuple{32768, false, false}, {32767, false, true}, {32768, true, true}}) {
-    PictureSpec wide = sized(width, 1);
-    wide.alphaInfo = alpha ? 1 : 5;
-    wide.hasAlphaChannel = alpha;
-    EXPECT_EQ(InvertGivesPicture(h.NewPicture(wide)), accepted) << width << (alpha ? " with alpha" : "");
-  }
-}
-
-// Without the class lookup the kind is learnt from which lock succeeds.
-TEST_F(EditorTest, HostKindWithoutClassLookup) {
-  for (HostKind kind : {HostKind::kDesktop, HostKind::kConsole, HostKind::kWeb}) {
-    Ref source = StartHost({.kind = kind, .missing = {"pluginObjectType"}}).NewPicture(sized(3, 2));
-    EXPECT_TRUE(InvertGivesPicture(source));
-    EXPECT_TRUE(InvertGivesPicture(source)) << "second call, kind settled";
+    EXPECT_EQ(InvertGivesPicture(source), c.gives);
+    EXPECT_EQ(InvertGivesPicture(source), c.gives) << "second call, kind settled";
+    EXPECT_FALSE(InvertGivesPicture(Ref())) << "nil";
     source = {};
     StopHost();
   }
