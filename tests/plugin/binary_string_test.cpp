@@ -12,9 +12,6 @@
 namespace {
 
 using namespace pixeltest;
-using testhost::CallResult;
-using testhost::Ref;
-using testhost::Value;
 using namespace std::string_literals;
 
 const std::string kRed = binary_header(43, 1, 1) + "\xFF\x00\x00"s;
@@ -44,11 +41,9 @@ TEST_P(BinaryStringTest, BytesAndOpaqueRoundTrip) {
 
 INSTANTIATE_TEST_SUITE_P(AllLendings, BinaryStringTest, ::testing::ValuesIn(kLendings), ByName());
 
-class BinaryStringCases : public PluginTest {};
-
 // The 1x1 red picture's string and a nil picture; strings the reader takes (its picture's
 // width and first pixel) or refuses; on hosts before and from 2012.0 (whose string access differs).
-TEST_F(BinaryStringCases, WorkedStringsOnBothStringAccesses) {
+TEST_F(BinaryStringTest, WorkedStringsOnBothStringAccesses) {
   // A nil string where `bytes` is none; nil wanted where `width` is 0.
   const struct { const char* name; std::optional<std::string> bytes; int32_t width = 0; Pixel first = {}; } cases[] = {
       {"red", kRed, 1, {255, 0, 0}},

@@ -12,9 +12,6 @@
 namespace {
 
 using namespace pixeltest;
-using testhost::CallResult;
-using testhost::Ref;
-using testhost::Value;
 
 using Histogram = std::array<uint32_t, 256>;
 

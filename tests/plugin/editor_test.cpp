@@ -12,10 +12,8 @@
 namespace {
 
 using namespace pixeltest;
-using testhost::CallResult;
 using testhost::HostConfig;
 using testhost::PictureSpec;
-using testhost::Ref;
 
 std::optional<Pixel> inverted(int32_t, int32_t, Pixel p) {
   return Pixel{static_cast<uint8_t>(255 - p.r), static_cast<uint8_t>(255 - p.g), static_cast<uint8_t>(255 - p.b)};

@@ -18,10 +18,7 @@
 namespace {
 
 using namespace pixeltest;
-using testhost::CallResult;
 using testhost::Host;
-using testhost::Ref;
-using testhost::Value;
 
 constexpr int kMaxFaults = 400;  // far above any call's count; stops a runaway loop
 

@@ -13,8 +13,6 @@
 namespace {
 
 using namespace pixeltest;
-using testhost::Ref;
-using testhost::Value;
 
 struct Area { int32_t left, top, width, height; };
 

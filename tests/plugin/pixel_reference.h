@@ -18,8 +18,11 @@
 
 namespace pixeltest {
 
+using testhost::CallResult;
 using testhost::HostKind;
 using testhost::Pixel;
+using testhost::Ref;
+using testhost::Value;
 
 // One way of lending a source picture, and the result layouts that host makes.
 struct Lending {

@@ -16,7 +16,6 @@ namespace {
 using namespace pixeltest;
 using picture::Clamp255;
 using picture::TruncateToInt32;
-using testhost::Value;
 
 uint8_t clamped(double w) { return static_cast<uint8_t>(Clamp255(TruncateToInt32(w))); }
 // w·scale + offset of linear brightness b: black lifts to b, or white falls to 255 + b.
