@@ -53,6 +53,7 @@ inline const Lending kLendings[] = {
     {"Web", HostKind::kWeb},
 };
 
+// The lending of that name, so that a test over a few of them names them as kLendings does.
 inline const Lending& lending(std::string_view name) {
   for (const Lending& l : kLendings) {
     if (l.name == name) return l;
