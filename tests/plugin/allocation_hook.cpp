@@ -28,9 +28,8 @@ HOOK void PluginAllocationFailAt(long n) {
   gCounted = 0;
   gFailed = false;
 }
-// Whether the chosen allocation was reached (and failed), and how many were counted.
+// Whether the chosen allocation was reached (and failed).
 HOOK bool PluginAllocationFailed() { return gFailed; }
-HOOK long PluginAllocationCount() { return gCounted; }
 
 extern "C" {
 void* __real_malloc(size_t size);

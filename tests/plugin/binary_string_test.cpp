@@ -12,18 +12,9 @@
 namespace {
 
 using namespace pixeltest;
-using testhost::CallResult;
-using testhost::Ref;
-using testhost::Value;
 using namespace std::string_literals;
 
-std::string be32(uint32_t v) { return {char(v >> 24), char(v >> 16), char(v >> 8), char(v)}; }
-
-std::string header(uint32_t size, uint32_t width, uint32_t height, uint32_t bits = 32, uint32_t offset = 40) {
-  return "PPIC" + be32(size) + be32(width) + be32(height) + be32(bits) + be32(offset) + std::string(16, '\0');
-}
-
-const std::string kRed = header(43, 1, 1) + "\xFF\x00\x00"s;
+const std::string kRed = binary_header(43, 1, 1) + "\xFF\x00\x00"s;
 
 std::string text_of(const Value& v) { const auto* t = std::get_if<std::string>(&v); return t ? *t : "nil"; }
 
@@ -33,7 +24,7 @@ TEST_P(BinaryStringTest, BytesAndOpaqueRoundTrip) {
   const Lending& l = GetParam();
   testhost::Host& h = StartHost(config_for(l));
   const Ref source = random_picture(h, l, 7, 3, 10);
-  std::string want = header(40 + 7 * 3 * 3, 7, 3);
+  std::string want = binary_header(40 + 7 * 3 * 3, 7, 3);
   std::vector<Pixel> opaque = pixels_of(h, source.picture());
   for (Pixel& p : opaque) {
     want += {char(p.r), char(p.g), char(p.b)};
@@ -50,25 +41,23 @@ TEST_P(BinaryStringTest, BytesAndOpaqueRoundTrip) {
 
 INSTANTIATE_TEST_SUITE_P(AllLendings, BinaryStringTest, ::testing::ValuesIn(kLendings), ByName());
 
-class BinaryStringCases : public PluginTest {};
-
 // The 1x1 red picture's string and a nil picture; strings the reader takes (its picture's
 // width and first pixel) or refuses; on hosts before and from 2012.0 (whose string access differs).
-TEST_F(BinaryStringCases, WorkedStringsOnBothStringAccesses) {
+TEST_F(BinaryStringTest, WorkedStringsOnBothStringAccesses) {
   // A nil string where `bytes` is none; nil wanted where `width` is 0.
   const struct { const char* name; std::optional<std::string> bytes; int32_t width = 0; Pixel first = {}; } cases[] = {
       {"red", kRed, 1, {255, 0, 0}},
-      {"bits field 0", header(43, 1, 1, 0) + "\xFF\x00\x00"s, 1, {255, 0, 0}},
-      {"offset 0 reads the header", header(43, 1, 1, 32, 0) + "abc", 1, {'P', 'P', 'I'}},
-      {"width 32767", header(40 + 32767 * 3, 32767, 1) + std::string(32767 * 3, '\x7F'), 32767, {0x7F, 0x7F, 0x7F}},
-      {"width 32768", header(40 + 32768 * 3, 32768, 1) + std::string(32768 * 3, '\0')},
-      {"size field one more", header(44, 1, 1) + "\xFF\x00\x00"s},
+      {"bits field 0", binary_header(43, 1, 1, 0) + "\xFF\x00\x00"s, 1, {255, 0, 0}},
+      {"offset 0 reads the header", binary_header(43, 1, 1, 32, 0) + "abc", 1, {'P', 'P', 'I'}},
+      {"width 32767", binary_header(40 + 32767 * 3, 32767, 1) + std::string(32767 * 3, '\x7F'), 32767, {0x7F, 0x7F, 0x7F}},
+      {"width 32768", binary_header(40 + 32768 * 3, 32768, 1) + std::string(32768 * 3, '\0')},
+      {"size field one more", binary_header(44, 1, 1) + "\xFF\x00\x00"s},
       {"one byte longer", kRed + '\0'},
       {"wrong magic", "PPIc" + kRed.substr(4)},
-      {"height 32768", header(40 + 32768 * 3, 1, 32768) + std::string(32768 * 3, '\0')},
-      {"pixels past the end", header(43, 1, 1, 32, 41) + "abc"},
-      {"offset at 2^32 - 1", header(43, 1, 1, 32, 0xFFFFFFFF) + "abc"},
-      {"size field only", "PPIC" + be32(8)},
+      {"height 32768", binary_header(40 + 32768 * 3, 1, 32768) + std::string(32768 * 3, '\0')},
+      {"pixels past the end", binary_header(43, 1, 1, 32, 41) + "abc"},
+      {"offset at 2^32 - 1", binary_header(43, 1, 1, 32, 0xFFFFFFFF) + "abc"},
+      {"size field only", binary_header(8, 0, 0).substr(0, 8)},
       {"seven bytes", kRed.substr(0, 7)},
       {"empty", ""},
       {"nil", std::nullopt},

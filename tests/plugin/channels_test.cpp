@@ -12,9 +12,6 @@
 namespace {
 
 using namespace pixeltest;
-using testhost::CallResult;
-using testhost::Ref;
-using testhost::Value;
 
 // The inputs in declaration order, the others `grow` pixels larger than the first.
 const struct Operation {
@@ -55,11 +52,9 @@ TEST_P(ChannelsTest, EveryOperationFollowsItsRule) {
 
 INSTANTIATE_TEST_SUITE_P(AllLendings, ChannelsTest, ::testing::ValuesIn(kLendings), ByName());
 
-class ChannelsCases : public PluginTest {};
-
 // Nil for a size mismatch, an output out of range or a nil input, with no exception;
 // a nil channel picture raises before self is opened.
-TEST_F(ChannelsCases, WorkedValuesAndFailures) {
+TEST_F(ChannelsTest, WorkedValuesAndFailures) {
   testhost::Host& h = StartHost();
   const auto filled = [&](int32_t width, int32_t height, Pixel c) {
     return h.NewPicture({.width = width, .height = height, .fill = Pixel{c.r, c.g, c.b, 255}});

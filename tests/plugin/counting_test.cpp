@@ -12,9 +12,6 @@
 namespace {
 
 using namespace pixeltest;
-using testhost::CallResult;
-using testhost::Ref;
-using testhost::Value;
 
 using Histogram = std::array<uint32_t, 256>;
 
@@ -37,11 +34,7 @@ const Pixel kMarker{1, 2, 3, 0};
 
 class CountingTest : public PluginTest, public ::testing::WithParamInterface<Lending> {
  protected:
-  Ref Table(uint8_t (*entry)(int), int32_t size = 256) {
-    Ref block = host().NewMemoryBlock(size);
-    for (int32_t i = 0; i < size; ++i) host().Bytes(block.block())[i] = entry(i);
-    return block;
-  }
+  Ref Table(uint8_t (*entry)(int), int32_t size = 256) { return memory_block(host(), size, entry); }
   // Declared order: red, blue, green.
   CallResult Transform(const Ref& source, Value dest) {
     return host().CallMethod(source.get(), "TransformColorsZRK",

@@ -18,10 +18,7 @@
 namespace {
 
 using namespace pixeltest;
-using testhost::CallResult;
 using testhost::Host;
-using testhost::Ref;
-using testhost::Value;
 
 constexpr int kMaxFaults = 400;  // far above any call's count; stops a runaway loop
 
@@ -46,17 +43,10 @@ struct Sample {
 
 Value colour_at(Host& h, const Scene& s) { return int64_t{h.Color(s.source.picture(), 0, 0)}; }
 
-Ref block_of(Host& h, int32_t size, uint8_t (*byte)(int)) {
-  Ref block = h.NewMemoryBlock(size);
-  for (int32_t i = 0; i < size; ++i) h.Bytes(block.block())[i] = byte(i);
-  return block;
-}
 uint8_t inverse(int i) { return static_cast<uint8_t>(255 - i); }
 uint8_t wave(int i) { return static_cast<uint8_t>(i * 37); }
 
-std::string be32(uint32_t v) { return {char(v >> 24), char(v >> 16), char(v >> 8), char(v)}; }
-
-const std::string kBinaryString = "PPIC" + be32(52) + be32(2) + be32(2) + be32(32) + be32(40) + std::string(16, '\0') +
+const std::string kBinaryString = binary_header(52, 2, 2) +
                                   "\x10\x20\x30\x40\x50\x60\x70\x80\x90\xA0\xB0\xC0";
 
 const Pixel kWhite{255, 255, 255, 255}, kBlack{0, 0, 0, 255}, kGrey{90, 90, 90, 255};
@@ -64,6 +54,17 @@ const Pixel kWhite{255, 255, 255, 255}, kBlack{0, 0, 0, 255}, kGrey{90, 90, 90, 
 // Fixed arguments.
 std::function<std::vector<Value>(Host&, const Scene&)> just(std::vector<Value> args) {
   return [args](Host&, const Scene&) { return args; };
+}
+
+// The scene's pictures named, then fixed arguments.
+std::function<std::vector<Value>(Host&, const Scene&)> pictures(std::vector<Ref Scene::*> refs,
+                                                                std::vector<Value> rest = {}) {
+  return [refs, rest](Host&, const Scene& s) {
+    std::vector<Value> args;
+    for (Ref Scene::*r : refs) args.push_back(s.*r);
+    args.insert(args.end(), rest.begin(), rest.end());
+    return args;
+  };
 }
 
 const std::vector<Value> kWhole = {int64_t{0}, int64_t{0}, int64_t{-1}, int64_t{-1}};
@@ -97,14 +98,14 @@ std::vector<Sample> all_samples() {
       {"ExtractColorRectangleMaskZRK", K::kMethod, just(kInner)},
       {"ExtractColorRectangleMaskZRK", K::kMethod, just({})},
       {"EmbeddedMaskZRK", K::kMethod, just({false})},
-      {"EmbeddedMaskZRK", K::kSetter, [](Host&, const Scene& s) { return std::vector<Value>{true, s.other}; },
-       std::nullopt, true},
+      {"EmbeddedMaskZRK", K::kSetter,
+       [](Host&, const Scene& s) { return std::vector<Value>{true, s.other}; }, std::nullopt, true},
       {"CountColorZRK", K::kMethod, [](Host& h, const Scene& s) { return std::vector<Value>{colour_at(h, s)}; }},
       {"CountColorsZRK", K::kMethod, just({Value{}, Value{}, Value{}, int64_t{0}})},
       {"TransformColorsZRK", K::kMethod,
        [](Host& h, const Scene&) {
-         return std::vector<Value>{block_of(h, 256, inverse), block_of(h, 256, wave), block_of(h, 256, inverse),
-                                   Value{}};
+         return std::vector<Value>{memory_block(h, 256, inverse), memory_block(h, 256, wave),
+                                   memory_block(h, 256, inverse), Value{}};
        }},
       {"ReplaceColorZRK", K::kMethod,
        [](Host& h, const Scene& s) { return std::vector<Value>{colour_at(h, s), int64_t{0x00FF00}}; }},
@@ -113,11 +114,10 @@ std::vector<Sample> all_samples() {
          return std::vector<Value>{colour_at(h, s), int64_t{0xFF0000}, int64_t{0x0000FF}};
        }},
       {"ChangeSaturationZRK", K::kMethod, just({int64_t{50}})},
-      {"ReplaceRedChannelZRK", K::kMethod, [](Host&, const Scene& s) { return std::vector<Value>{s.other}; }},
-      {"ReplaceGreenChannelZRK", K::kMethod, [](Host&, const Scene& s) { return std::vector<Value>{s.other}; }},
-      {"ReplaceBlueChannelZRK", K::kMethod, [](Host&, const Scene& s) { return std::vector<Value>{s.other}; }},
-      {"FindPictureZRK", K::kMethod,
-       [](Host&, const Scene& s) { return std::vector<Value>{s.pattern, int64_t{7}, int64_t{8}}; }},
+      {"ReplaceRedChannelZRK", K::kMethod, pictures({&Scene::other})},
+      {"ReplaceGreenChannelZRK", K::kMethod, pictures({&Scene::other})},
+      {"ReplaceBlueChannelZRK", K::kMethod, pictures({&Scene::other})},
+      {"FindPictureZRK", K::kMethod, pictures({&Scene::pattern}, {int64_t{7}, int64_t{8}})},
       {"isWhiteZRK", K::kMethod, just({}), kWhite},
       {"isWhiteZRK", K::kMethod, just(kWhole), kWhite},
       {"isBlackZRK", K::kMethod, just({}), kBlack},
@@ -125,24 +125,19 @@ std::vector<Sample> all_samples() {
       {"isGrayZRK", K::kMethod, just({int64_t{0}}), kGrey},
       {"isGrayZRK", K::kMethod, just({int64_t{3}, int64_t{0}, int64_t{0}, int64_t{-1}, int64_t{-1}}), kGrey},
       {"BinaryStringtoPictureZRK", K::kGlobal, just({kBinaryString})},
-      {"PicturetoBinaryStringZRK", K::kGlobal, [](Host&, const Scene& s) { return std::vector<Value>{s.source}; }},
-      {"CombinePicturesZRK", K::kGlobal,
-       [](Host&, const Scene& s) { return std::vector<Value>{s.source, s.other, s.third}; }},
-      {"MergePictureZRK", K::kGlobal, [](Host&, const Scene& s) { return std::vector<Value>{s.source, s.other}; }},
-      {"TintPictureZRK", K::kGlobal,
-       [](Host&, const Scene& s) { return std::vector<Value>{s.source, int64_t{0x808080}, int64_t{0xA08060}}; }},
+      {"PicturetoBinaryStringZRK", K::kGlobal, pictures({&Scene::source})},
+      {"CombinePicturesZRK", K::kGlobal, pictures({&Scene::source, &Scene::other, &Scene::third})},
+      {"MergePictureZRK", K::kGlobal, pictures({&Scene::source, &Scene::other})},
+      {"TintPictureZRK", K::kGlobal, pictures({&Scene::source}, {int64_t{0x808080}, int64_t{0xA08060}})},
       {"RenderSamplesZRK", K::kGlobal,
        [](Host& h, const Scene&) {
-         return std::vector<Value>{block_of(h, 48, wave), int64_t{48},       int64_t{2},       int64_t{12},
-                                   int64_t{8},            int64_t{1},        int64_t{0x88B5C4}, int64_t{0x274C5A},
-                                   int64_t{0x203F4E},     int64_t{8},        true};
+         return std::vector<Value>{memory_block(h, 48, wave), int64_t{48},       int64_t{2},        int64_t{12},
+                                   int64_t{8},                int64_t{1},        int64_t{0x88B5C4}, int64_t{0x274C5A},
+                                   int64_t{0x203F4E},         int64_t{8},        true};
        }},
-      {"PictureSepiaZRK", K::kClass,
-       [](Host&, const Scene& s) {
-         return std::vector<Value>{s.source, int64_t{40}, 0.5};  // SourcePicture, SepiaRed, FactorBlue
-       }},
-      {"PictureLut3DZRK", K::kClass,
-       [](Host&, const Scene& s) { return std::vector<Value>{s.source, 200.0}; }},  // SourcePicture, one Table node
+      // SourcePicture, then SepiaRed and FactorBlue, or one Table node.
+      {"PictureSepiaZRK", K::kClass, pictures({&Scene::source}, {int64_t{40}, 0.5})},
+      {"PictureLut3DZRK", K::kClass, pictures({&Scene::source}, {200.0})},
   };
 }
 
@@ -320,15 +315,9 @@ std::string key_of(const Sample& s, Host& h, const Scene& scene) {
 }
 
 // Host lendings: desktop layouts 5 and 6, opaque and with alpha, draw-only, console.
-const Lending kFaultLendings[] = {
-    {"Desktop5", HostKind::kDesktop, 5},
-    {"Desktop6", HostKind::kDesktop, 6, false, 0, false, 6},
-    {"Desktop5Alpha", HostKind::kDesktop, 1, true, 0, false, 5, 1},
-    {"Desktop6Alpha", HostKind::kDesktop, 2, true, 8, false, 6, 2},
-    {"DrawOnly", HostKind::kDesktop, 5, false, 0, true, 6},
-    {"Console", HostKind::kConsole},
-    {"ConsoleAlpha", HostKind::kConsole, 5, true},
-};
+const Lending kFaultLendings[] = {lending("Rgbx5"),      lending("Xrgb6"),   lending("AlphaRgba1"),
+                                  lending("AlphaArgb2"), lending("DrawOnly"), lending("Console"),
+                                  lending("ConsoleAlpha")};
 
 class HostFaultTest : public PluginTest, public ::testing::WithParamInterface<Lending> {};
 
@@ -379,8 +368,10 @@ struct Right {
   }
 };
 
-// Each sample with the 1st, 2nd, ... fallible host call failing, until a run meets none.
-void fail_every_host_call(Host& h, const Lending& l) {
+// Each sample with the 1st, 2nd, ... fault armed by `arm` (0 disarms), until a run meets none; `met` names
+// the fault the run met, nullopt for none.
+void fail_each_in_turn(Host& h, const Lending& l, const std::function<void(int)>& arm,
+                       const std::function<std::optional<std::string>()>& met) {
   int faults = 0;
   for (const Sample& sample : all_samples()) {
     SCOPED_TRACE(sample.name);
@@ -388,25 +379,39 @@ void fail_every_host_call(Host& h, const Lending& l) {
     ASSERT_FALSE(right.lent.error) << right.lent.outcome;
     ASSERT_TRUE(h.LedgerProblems().empty()) << h.LedgerProblems().front();
     for (int n = 1; n <= kMaxFaults; ++n) {
-      h.FailNthCall(n);
-      const Observed got = observe(h, l, sample);
-      const std::string failed = h.FailedCall();
-      h.FailNthCall(0);
-      if (failed.empty()) {
+      arm(n);
+      Observed got;
+      try {
+        got = observe(h, l, sample);
+      } catch (...) {
+        arm(0);
+        FAIL() << "an exception crossed the plug-in boundary at fault " << n;
+      }
+      const std::optional<std::string> failed = met();
+      arm(0);
+      if (!failed) {
         EXPECT_EQ(got.outcome, right.lent.outcome) << "with no fault left";
         break;
       }
       ++faults;
-      SCOPED_TRACE("failing call " + std::to_string(n) + ": " + failed);
+      SCOPED_TRACE("fault " + std::to_string(n) + ": " + *failed);
       ASSERT_FALSE(got.error) << got.outcome;
-      EXPECT_TRUE(right.accepts(got, failed)) << got.outcome << "\nright: " << right.lent.outcome;
+      EXPECT_TRUE(right.accepts(got, *failed)) << got.outcome << "\nright: " << right.lent.outcome;
       EXPECT_TRUE(right.acceptsSource(sample, got)) << "source now " << got.source << "\nwas " << got.sourceBefore;
       const auto problems = h.LedgerProblems();
       ASSERT_TRUE(problems.empty()) << problems.front();
-      ASSERT_LT(n, kMaxFaults) << "the call never ran out of fallible host calls";
+      ASSERT_LT(n, kMaxFaults) << "the call never ran out of faults";
     }
   }
-  EXPECT_GT(faults, 0);
+  EXPECT_GT(faults, 0) << "no call met a fault";
+}
+
+// The fallible host calls in turn.
+void fail_every_host_call(Host& h, const Lending& l) {
+  fail_each_in_turn(h, l, [&](int n) { h.FailNthCall(n); }, [&]() -> std::optional<std::string> {
+    if (h.FailedCall().empty()) return std::nullopt;
+    return h.FailedCall();
+  });
 }
 
 TEST_P(HostFaultTest, EveryFallibleHostCallFailsCleanly) {
@@ -431,36 +436,10 @@ TEST_P(AllocationFaultTest, EveryAllocationFailsCleanly) {
   const auto fail_at = reinterpret_cast<void (*)(long)>(h.PluginSymbol("PluginAllocationFailAt"));
   const auto failed = reinterpret_cast<bool (*)()>(h.PluginSymbol("PluginAllocationFailed"));
   ASSERT_TRUE(fail_at != nullptr && failed != nullptr);
-  int faults = 0;
-  for (const Sample& sample : all_samples()) {
-    SCOPED_TRACE(sample.name);
-    const Right right(h, l, sample);
-    ASSERT_FALSE(right.lent.error) << right.lent.outcome;
-    for (int n = 1; n <= kMaxFaults; ++n) {
-      fail_at(n);
-      Observed got;
-      try {
-        got = observe(h, l, sample);
-      } catch (...) {
-        fail_at(0);
-        FAIL() << "an exception crossed the plug-in boundary at allocation " << n;
-      }
-      const bool reached = failed();
-      fail_at(0);
-      if (!reached) {
-        EXPECT_EQ(got.outcome, right.lent.outcome) << "with no allocation left to fail";
-        break;
-      }
-      ++faults;
-      SCOPED_TRACE("failing allocation " + std::to_string(n));
-      ASSERT_FALSE(got.error) << got.outcome;
-      EXPECT_TRUE(right.accepts(got, "")) << got.outcome << "\nright: " << right.lent.outcome;
-      EXPECT_TRUE(right.acceptsSource(sample, got)) << "source now " << got.source << "\nwas " << got.sourceBefore;
-      const auto problems = h.LedgerProblems();
-      ASSERT_TRUE(problems.empty()) << problems.front();
-    }
-  }
-  EXPECT_GT(faults, 0) << "no call allocated anything";
+  fail_each_in_turn(h, l, fail_at, [&]() -> std::optional<std::string> {
+    if (!failed()) return std::nullopt;
+    return "an allocation";
+  });
 }
 
 INSTANTIATE_TEST_SUITE_P(Lendings, AllocationFaultTest, ::testing::ValuesIn(kFaultLendings), ByName());

@@ -22,11 +22,7 @@ std::string take(char* text) {
 }
 
 TEST(Declarations, GainTheClassOrTheAssignsParameterInEveryShape) {
-  const struct {
-    bool assigns;
-    const char* declaration;
-    const char* expected;
-  } cases[] = {
+  const struct { bool assigns; const char* declaration; const char* expected; } cases[] = {
       {false, "InvertZRK as picture", "InvertZRK(extends ref as Picture) as picture"},
       {false, "isGrayZRK(tolerance as integer = 0) as boolean",
        "isGrayZRK(extends ref as Picture, tolerance as integer = 0) as boolean"},
@@ -47,10 +43,7 @@ TEST(Declarations, GainTheClassOrTheAssignsParameterInEveryShape) {
 
 // The turn of 2010.029 is checked through every registration band.
 TEST(ConsoleFlags, TurnsHostBitsIntoFlagsAndAlwaysClearsThem) {
-  const struct {
-    double host;
-    uint32_t in, out;
-  } cases[] = {{2019.0, 0x80000, 8}, {2019.0, 0x100001, 1}, {2005.0, 0x1C0010, 0x10}};
+  const struct { double host; uint32_t in, out; } cases[] = {{2019.0, 0x80000, 8}, {2019.0, 0x100001, 1}, {2005.0, 0x1C0010, 0x10}};
   const double saved = rbversion_rbversion;
   for (const auto& c : cases) {
     rbversion_rbversion = c.host;

@@ -1,5 +1,6 @@
 // Inversion through the registered methods over every lending: whole pictures and
-// rectangles (clipped, outside, reaching to the edge) against a plain reference.
+// rectangles (clipped, outside, reaching to the edge) against a plain reference. The
+// registration tests call it in every host version band.
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -12,13 +13,8 @@
 namespace {
 
 using namespace pixeltest;
-using testhost::CallResult;
-using testhost::Ref;
-using testhost::Value;
 
-struct Area {
-  int32_t left, top, width, height;
-};
+struct Area { int32_t left, top, width, height; };
 
 bool inside(const Area& a, int32_t x, int32_t y, int32_t width, int32_t height) {
   const int64_t w = a.width <= 0 ? width : a.width;
@@ -63,38 +59,5 @@ TEST_P(InvertTest, WholePicturesAndClippedRectangles) {
 }
 
 INSTANTIATE_TEST_SUITE_P(AllLendings, InvertTest, ::testing::ValuesIn(kLendings), ByName());
-
-class InvertCases : public PluginTest {};
-
-TEST_F(InvertCases, WorkedExamples) {
-  testhost::Host& h = StartHost();
-  Ref source = h.NewPicture(sized(3, 1));
-  const Pixel in[] = {{255, 255, 255, 255}, {10, 20, 30, 255}, {200, 200, 200, 255}};
-  for (int32_t x = 0; x < 3; ++x) h.SetPixel(source.picture(), x, 0, in[x]);
-  for (const auto& [method, want] :
-       {std::pair{"InvertZRK", std::vector<Pixel>{{0, 0, 0, 255}, {245, 235, 225, 255}, {55, 55, 55, 255}}},
-        {"InvertGrayZRK", {{0, 0, 0, 255}, {10, 20, 30, 255}, {55, 55, 55, 255}}}}) {
-    CallResult r = h.CallMethod(source.get(), method, {});
-    ASSERT_TRUE(std::holds_alternative<Ref>(r.value)) << method;
-    EXPECT_EQ(pixels_of(h, std::get<Ref>(r.value).picture()), want) << method;
-  }
-}
-
-// The methods answer in every host version band, on the class or as module functions.
-TEST_F(InvertCases, WorksInEveryHostVersionBand) {
-  for (std::optional<double> version : {std::optional<double>{}, {2009.0}, {2012.0}, {2013.0}, {2019.011}, {3000.0}}) {
-    testhost::Host& h = StartHost({.version = version});
-    Ref source = h.NewPicture(sized(2, 2));
-    h.SetPixel(source.picture(), 1, 1, Pixel{1, 2, 3, 255});
-    CallResult r = h.CallMethod(source.get(), "InvertZRK", {int64_t{1}, int64_t{1}, int64_t{1}, int64_t{1}});
-    ASSERT_TRUE(std::holds_alternative<Ref>(r.value)) << "version " << version.value_or(0) << r.error;
-    EXPECT_EQ(pixels_of(h, std::get<Ref>(r.value).picture()),
-              (std::vector<Pixel>{{255, 255, 255, 255}, {255, 255, 255, 255}, {255, 255, 255, 255},
-                                  {254, 253, 252, 255}}));
-    r = {};
-    source = {};
-    StopHost();
-  }
-}
 
 }  // namespace

@@ -9,15 +9,20 @@
 #include <cstdio>
 #include <optional>
 #include <random>
+#include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/test_host.h"
 
 namespace pixeltest {
 
+using testhost::CallResult;
 using testhost::HostKind;
 using testhost::Pixel;
+using testhost::Ref;
+using testhost::Value;
 
 // One way of lending a source picture, and the result layouts that host makes.
 struct Lending {
@@ -47,6 +52,22 @@ inline const Lending kLendings[] = {
     {"ConsoleAlpha", HostKind::kConsole, 5, true},
     {"Web", HostKind::kWeb},
 };
+
+// The lending of that name, so that a test over a few of them names them as kLendings does.
+inline const Lending& lending(std::string_view name) {
+  for (const Lending& l : kLendings) {
+    if (l.name == name) return l;
+  }
+  throw std::invalid_argument(std::string(name));
+}
+
+// A memory block of `size` bytes, byte i being byte(i).
+template <class Byte>
+testhost::Ref memory_block(testhost::Host& host, int32_t size, Byte byte) {
+  testhost::Ref block = host.NewMemoryBlock(size);
+  for (int32_t i = 0; i < size; ++i) host.Bytes(block.block())[i] = static_cast<uint8_t>(byte(i));
+  return block;
+}
 
 inline testhost::HostConfig config_for(const Lending& l) {
   testhost::HostConfig config;
@@ -119,6 +140,14 @@ inline testhost::Ref ramp_picture(testhost::Host& host, const Lending& l, uint32
     host.SetPixel(picture.picture(), i % 32, i / 32, p);
   }
   return picture;
+}
+
+// The head of a picture binary string: magic, big-endian size, width, height, bits and pixel offset, 16 zeros.
+inline std::string binary_header(uint32_t size, uint32_t width, uint32_t height, uint32_t bits = 32,
+                                 uint32_t offset = 40) {
+  std::string head = "PPIC";
+  for (const uint32_t v : {size, width, height, bits, offset}) head += {char(v >> 24), char(v >> 16), char(v >> 8), char(v)};
+  return head + std::string(16, '\0');
 }
 
 inline std::string describe(Pixel p) {

@@ -26,18 +26,14 @@ void ProbeRaise(REALstring className, REALstring message, RBBoolean withMessage)
   RaiseException(name.c_str(), withMessage ? text.c_str() : nullptr);
 }
 
-REALstring build(REALmemoryBlock bytes, double length, uint32_t encoding) {
+REALstring ProbeBuildString(REALmemoryBlock bytes, double length, uint32_t encoding) {
   const void* data = bytes != nullptr ? memoryBlockGetPtr(bytes) : nullptr;
   return REALBuildUnicodeString(data, static_cast<int64_t>(length), encoding);
 }
 
-REALstring ProbeBuildString(REALmemoryBlock bytes, double length, uint32_t encoding) {
-  return build(bytes, length, encoding);
-}
-
 // The encoding the built string has in the host; -1 when none was built.
 int32_t ProbeBuiltEncoding(REALmemoryBlock bytes, double length, uint32_t encoding) {
-  REALstring s = build(bytes, length, encoding);
+  REALstring s = ProbeBuildString(bytes, length, encoding);
   if (s == nullptr) return -1;
   const auto result = static_cast<int32_t>(REALGetStringEncoding(s));
   REALUnlockString(s);

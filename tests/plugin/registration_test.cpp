@@ -10,12 +10,12 @@
 #include <tuple>
 
 #include "tests/plugin/expected_tables.h"
+#include "tests/plugin/pixel_reference.h"
 #include "tests/plugin/plugin_test.h"
 
 namespace {
 
 using testhost::ClassRecord;
-using testhost::HostConfig;
 using testhost::MethodRecord;
 using testhost::ModuleRecord;
 
@@ -75,16 +75,20 @@ const ModuleRecord* find_module(const testhost::Registrations& r, std::string_vi
   return nullptr;
 }
 
-class BandTest : public PluginTest, public ::testing::WithParamInterface<Band> {
- protected:
-  HostConfig Config() const { return HostConfig{.version = GetParam().version}; }
-};
+// The extension's methods, registered in a module or on the class extension.
+const std::vector<MethodRecord>* extension_methods(const testhost::Registrations& r, const Band& band) {
+  const ModuleRecord* module = find_module(r, "PicturePictureExtensionZRK");
+  if (!band.modules) return r.extensions.size() == 1 ? &r.extensions[0].methods : nullptr;
+  return module != nullptr && find_module(r, "PictureGlobalsZRK") != nullptr ? &module->methods : nullptr;
+}
 
-class TableFixtureBands : public BandTest {};
+class BandTest : public PluginTest, public ::testing::WithParamInterface<Band> {};
 
-TEST_P(TableFixtureBands, RegistersTheCompleteTablesAdaptedToTheHost) {
+// The table fixture registers the complete tables; the real plug-in the operations built so far, each as
+// listed, in the listed order, answering calls on the class or as module functions.
+TEST_P(BandTest, RegistersTheTablesAdaptedToTheHost) {
   const Band& band = GetParam();
-  const testhost::Registrations& r = StartHostWith(TABLE_FIXTURE_PATH, Config()).registrations();
+  const testhost::Registrations& r = StartHostWith(TABLE_FIXTURE_PATH, {.version = band.version}).registrations();
   EXPECT_EQ(r.pluginVersion, band.interfaceVersion);
 
   std::vector<std::string> order = {"class PictureSepiaZRK", "class PictureLut3DZRK"};
@@ -124,19 +128,17 @@ TEST_P(TableFixtureBands, RegistersTheCompleteTablesAdaptedToTheHost) {
 
   // Every table entry as the host must get it; a module function per method and setter.
   const uint32_t flags = host_flags(expected::kAnyHost, band.hostFlags);
-  const ModuleRecord* extensionModule = find_module(r, "PicturePictureExtensionZRK");
-  const ModuleRecord* globalsModule = find_module(r, "PictureGlobalsZRK");
-  const std::vector<MethodRecord>& extension = band.modules ? extensionModule->methods : r.extensions[0].methods;
-  const std::vector<MethodRecord>& globals = band.modules ? globalsModule->methods : r.methods;
+  const std::vector<MethodRecord>* extension = extension_methods(r, band);
+  const std::vector<MethodRecord>& globals = band.modules ? find_module(r, "PictureGlobalsZRK")->methods : r.methods;
   const std::vector<std::string> want = listed(band.modules);
-  ASSERT_EQ(extension.size(), want.size());
+  ASSERT_TRUE(extension != nullptr && extension->size() == want.size());
   std::set<REALproc> functions;
   for (size_t i = 0; i < want.size(); ++i) {
-    EXPECT_EQ(std::tie(extension[i].declaration, extension[i].flags), std::tie(want[i], flags));
+    EXPECT_EQ(std::tie((*extension)[i].declaration, (*extension)[i].flags), std::tie(want[i], flags));
     if (!band.modules) {
-      EXPECT_EQ(extension[i].setter != nullptr, expected::kPictureExtension[i].hasSetter) << want[i];
+      EXPECT_EQ((*extension)[i].setter != nullptr, expected::kPictureExtension[i].hasSetter) << want[i];
     }
-    functions.insert(extension[i].function);
+    functions.insert((*extension)[i].function);
   }
   EXPECT_TRUE(functions.size() == want.size() && functions.count(nullptr) == 0) << "a distinct function each";
   ASSERT_EQ(globals.size(), std::size(expected::kGlobals));
@@ -145,59 +147,54 @@ TEST_P(TableFixtureBands, RegistersTheCompleteTablesAdaptedToTheHost) {
     EXPECT_EQ(globals[i].flags, flags | (band.modules ? 16u : 0u)) << globals[i].declaration;
   }
   if (band.modules) {
-    EXPECT_EQ(std::tie(extensionModule->version, globalsModule->version),
-              std::make_tuple(uint32_t(band.interfaceVersion), uint32_t(band.interfaceVersion)));
+    for (const char* module : {"PicturePictureExtensionZRK", "PictureGlobalsZRK"}) {
+      EXPECT_EQ(find_module(r, module)->version, uint32_t(band.interfaceVersion)) << module;
+    }
   } else {
     EXPECT_EQ(std::tie(r.extensions[0].layout, r.extensions[0].flags), std::make_tuple(band.interfaceVersion, 4u));
   }
-}
+  StopHost();
 
-INSTANTIATE_TEST_SUITE_P(AllHosts, TableFixtureBands, ::testing::ValuesIn(kBands), ByName());
-
-class RealPluginBands : public BandTest {};
-
-// The real tables hold the operations built so far, each as listed, in the listed order.
-TEST_P(RealPluginBands, RegistersItsMethodsAsTheTableListsThem) {
-  const Band& band = GetParam();
-  const testhost::Registrations& r = StartHost(Config()).registrations();
-  EXPECT_EQ(r.pluginVersion, band.interfaceVersion);
-  const ModuleRecord* module = find_module(r, "PicturePictureExtensionZRK");
-  ASSERT_TRUE(band.modules ? module != nullptr && find_module(r, "PictureGlobalsZRK") != nullptr
-                           : r.extensions.size() == 1);
-  const std::vector<MethodRecord>& methods = band.modules ? module->methods : r.extensions[0].methods;
-  const std::vector<std::string> want = listed(band.modules);
+  testhost::Host& h = StartHost({.version = band.version});
+  const testhost::Ref source = h.NewPicture(pixeltest::sized(2, 2));
+  h.SetPixel(source.picture(), 1, 1, testhost::Pixel{1, 2, 3, 255});
+  const testhost::CallResult inverted =
+      h.CallMethod(source.get(), "InvertZRK", {int64_t{1}, int64_t{1}, int64_t{1}, int64_t{1}});
+  ASSERT_TRUE(std::holds_alternative<testhost::Ref>(inverted.value)) << inverted.error;
+  const testhost::Pixel white{255, 255, 255, 255};
+  EXPECT_EQ(pixeltest::pixels_of(h, std::get<testhost::Ref>(inverted.value).picture()),
+            (std::vector<testhost::Pixel>{white, white, white, {254, 253, 252, 255}}));
+  EXPECT_EQ(h.registrations().pluginVersion, band.interfaceVersion);
+  const std::vector<MethodRecord>* methods = extension_methods(h.registrations(), band);
+  ASSERT_NE(methods, nullptr);
   auto next = want.begin();
-  for (const MethodRecord& m : methods) {
+  for (const MethodRecord& m : *methods) {
     next = std::find(next, want.end(), m.declaration);
     ASSERT_NE(next++, want.end()) << "not in the table, or out of order: " << m.declaration;
     if (!band.modules) {
-      EXPECT_EQ(m.flags, host_flags(expected::kAnyHost, band.hostFlags)) << m.declaration;
+      EXPECT_EQ(m.flags, flags) << m.declaration;
     }
   }
   const auto find = [&](std::string_view d) {
-    return std::find_if(methods.begin(), methods.end(), [&](const MethodRecord& m) { return m.declaration == d; });
+    return std::find_if(methods->begin(), methods->end(), [&](const MethodRecord& m) { return m.declaration == d; });
   };
-  EXPECT_NE(find(band.modules ? with_extends("InvertZRK as picture") : "InvertZRK as picture"), methods.end());
+  EXPECT_NE(find(band.modules ? with_extends("InvertZRK as picture") : "InvertZRK as picture"), methods->end());
   if (band.modules) {
     EXPECT_NE(find("EmbeddedMaskZRK(extends ref as Picture, swap as boolean, assigns value as picture)"),
-              methods.end());
+              methods->end());
   } else {
     const auto mask = find("EmbeddedMaskZRK(swap as boolean) as picture");
-    EXPECT_TRUE(mask != methods.end() && mask->setter != nullptr) << "the mask and its setter";
+    EXPECT_TRUE(mask != methods->end() && mask->setter != nullptr) << "the mask and its setter";
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(AllHosts, RealPluginBands, ::testing::ValuesIn(kBands), ByName());
+INSTANTIATE_TEST_SUITE_P(AllHosts, BandTest, ::testing::ValuesIn(kBands), ByName());
 
 class RegistrationTest : public PluginTest {};
 
 // A host that lacks a registration entry point loses that registration only.
 TEST_F(RegistrationTest, SkipsRegistrationsTheHostCannotTake) {
-  const struct {
-    double version;
-    const char* missing;
-    size_t classes, extensions, modules, methods;
-  } cases[] = {
+  const struct { double version; const char* missing; size_t classes, extensions, modules, methods; } cases[] = {
       {2019.0, "PluginRegisterModule", 2, 0, 0, 0},  {2019.0, "RegisterPluginVersion", 2, 0, 2, 0},
       {3000.0, "PluginRegisterMethod", 2, 1, 0, 0},  {3000.0, "PluginRegisterClass", 0, 1, 0, 6},
       {2005.0, "PluginRegisterClassExtension", 2, 0, 0, 6},

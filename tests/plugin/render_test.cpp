@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/plugin/pixel_reference.h"
 #include "tests/plugin/plugin_test.h"
 #include "tests/plugin/render_reference.h"
 
@@ -94,22 +95,18 @@ Grid reference(const std::vector<double>& v, const Params& p) {
 }
 
 // New pictures in both bitmap families, and in the row tables of console and web hosts.
-const struct NewPictures { const char* name; testhost::HostConfig config; } kHosts[] = {
-    {"Desktop5", {.newPictureAlphaInfo = 5}}, {"Desktop6", {.newPictureAlphaInfo = 6}},
-    {"Console", {.kind = testhost::HostKind::kConsole}}, {"Web", {.kind = testhost::HostKind::kWeb}}};
-void PrintTo(const NewPictures& n, std::ostream* os) { *os << n.name; }
+const pixeltest::Lending kHosts[] = {pixeltest::lending("Rgbx5"), pixeltest::lending("Xrgb6"),
+                                     pixeltest::lending("Console"), pixeltest::lending("Web")};
 
-class RenderTest : public PluginTest, public ::testing::WithParamInterface<NewPictures> {};
+class RenderTest : public PluginTest, public ::testing::WithParamInterface<pixeltest::Lending> {};
 
 Ref block_of(testhost::Host& h, const std::vector<uint8_t>& bytes) {
-  Ref block = h.NewMemoryBlock(static_cast<int32_t>(bytes.size()));
-  std::copy(bytes.begin(), bytes.end(), h.Bytes(block.block()).begin());
-  return block;
+  return pixeltest::memory_block(h, static_cast<int32_t>(bytes.size()), [&](int32_t i) { return bytes[i]; });
 }
 
 // Integer encodings count the block's samples; floats, in [-1.2, 1.2), must pass the count.
 TEST_P(RenderTest, EveryEncodingMatchesTheReference) {
-  testhost::Host& h = StartHost(GetParam().config);
+  testhost::Host& h = StartHost(pixeltest::config_for(GetParam()));
   std::mt19937 rng(11);
   for (int32_t bits : {7, 8, 15, 16, -32, -64}) {
     const int32_t size = bits < 0 ? -bits / 8 : (bits + 7) / 8;
@@ -146,7 +143,7 @@ TEST_P(RenderTest, EveryEncodingMatchesTheReference) {
 // (+1000) reaches half the height below the centre (rows 20 to 40, clamped to 39); -500 rises
 // half as far, to row 10.
 TEST_P(RenderTest, SilenceWithTheDefaultsAndAutoScale) {
-  testhost::Host& h = StartHost(GetParam().config);
+  testhost::Host& h = StartHost(pixeltest::config_for(GetParam()));
   const Ref silence = block_of(h, std::vector<uint8_t>(5, 128));
   for (int64_t outline : {0, 1, 3}) {
     Grid want(5, 500, kBack);
@@ -165,7 +162,7 @@ TEST_P(RenderTest, SilenceWithTheDefaultsAndAutoScale) {
 // {bits, block bytes, count, width, height} and the picture's size, 0 x 0 for nil: the block
 // must hold the count, Bits 12 and 32 are no encodings.
 TEST_P(RenderTest, SizesAndRefusals) {
-  testhost::Host& h = StartHost(GetParam().config);
+  testhost::Host& h = StartHost(pixeltest::config_for(GetParam()));
   const struct { int32_t bits, bytes, count, width, height, wantWidth, wantHeight; } cases[] = {
       {16, 10, 0, 0, 3, 5, 3},    {16, 10, 6, 2, 3, 0, 0},   {-32, 64, 16, 0, 4, 16, 4}, {-32, 64, 17, 0, 4, 0, 0},
       {12, 16, 0, 4, 4, 0, 0},    {32, 16, 0, 4, 4, 0, 0},   {-64, 64, 0, 5, 4, 0, 0},  // -64: a negative count

@@ -39,11 +39,7 @@ void check_reference(testhost::Host& h, Lending l) {
 class SepiaTest : public PluginTest, public ::testing::WithParamInterface<Lending> {};
 
 TEST_F(SepiaTest, WorkedExamples) {
-  const struct {
-    const char* what;
-    Settings settings;
-    std::vector<Pixel> in, want;
-  } cases[] = {
+  const struct { const char* what; Settings settings; std::vector<Pixel> in, want; } cases[] = {
       {"weights 306 + 601 + 116 = 1023, brown tint, clamped",
        {{"SepiaRed", int64_t{40}}, {"SepiaGreen", int64_t{20}}, {"SepiaBlue", int64_t{-20}}},
        {{100, 100, 100}, {255, 255, 255}, {0, 0, 0}}, {{139, 119, 79}, {255, 255, 234}, {40, 20, 0}}},

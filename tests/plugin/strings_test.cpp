@@ -14,12 +14,8 @@ using testhost::CallResult;
 using testhost::HostConfig;
 using testhost::Ref;
 
-constexpr int64_t kUTF8 = 0x08000100;
-constexpr int64_t kUTF16 = 0x0100;
-constexpr int64_t kUTF32 = 0x0c000100;
-constexpr int64_t kLatin1 = 0x0500;
-constexpr int64_t kASCII = 0x0600;
-constexpr int64_t kRaw = 0xFFFF;
+constexpr int64_t kUTF8 = 0x08000100, kUTF16 = 0x0100, kUTF32 = 0x0c000100, kLatin1 = 0x0500, kASCII = 0x0600,
+                  kRaw = 0xFFFF;
 
 class StringsTest : public PluginTest {
  protected:
@@ -117,11 +113,7 @@ TEST_F(StringsTest, StringDataInTheWantedEncoding) {
 }
 
 TEST_F(StringsTest, ExceptionsCarryClassAndMessage) {
-  const struct {
-    const char* className;
-    bool withMessage;
-    const char* wantClass;
-  } cases[] = {
+  const struct { const char* className; bool withMessage; const char* wantClass; } cases[] = {
       {"NilObjectException", true, "NilObjectException"},
       {"NoSuchClassException", true, "RuntimeException"},
       {"NilObjectException", false, "NilObjectException"},

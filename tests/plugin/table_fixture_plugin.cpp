@@ -60,23 +60,14 @@ void build_tables() {
                               direct ? host_abi::kDirectAccess : next_stand_in(), direct ? p.offset : 0});
     }
     t.methods = methods_of(shape.methods, shape.methodCount);
-    t.record = REALclassDefinition{.version = 13,
-                                   .name = shape.name.data(),
-                                   .dataSize = shape.dataSize,
-                                   .constructor = next_stand_in(),
-                                   .destructor = next_stand_in(),
-                                   .properties = t.properties.data(),
-                                   .propertyCount = t.properties.size(),
-                                   .methods = t.methods.data(),
-                                   .methodCount = t.methods.size(),
-                                   .flags = shape.flags};
+    t.record = REALclassDefinition{.version = 13, .name = shape.name.data(), .dataSize = shape.dataSize,
+        .constructor = next_stand_in(), .destructor = next_stand_in(), .properties = t.properties.data(),
+        .propertyCount = t.properties.size(), .methods = t.methods.data(), .methodCount = t.methods.size(),
+        .flags = shape.flags};
     gClassRecords[c] = &t.record;
   }
-  gExtension = REALclassDefinition{.version = 13,
-                                   .name = "Picture",
-                                   .methods = gExtensionMethods.data(),
-                                   .methodCount = gExtensionMethods.size(),
-                                   .flags = 4};
+  gExtension = REALclassDefinition{.version = 13, .name = "Picture", .methods = gExtensionMethods.data(),
+                                   .methodCount = gExtensionMethods.size(), .flags = 4};
 }
 
 }  // namespace

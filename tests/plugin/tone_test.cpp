@@ -16,7 +16,6 @@ namespace {
 using namespace pixeltest;
 using picture::Clamp255;
 using picture::TruncateToInt32;
-using testhost::Value;
 
 uint8_t clamped(double w) { return static_cast<uint8_t>(Clamp255(TruncateToInt32(w))); }
 // w·scale + offset of linear brightness b: black lifts to b, or white falls to 255 + b.
@@ -64,11 +63,7 @@ Pixel tinted(Pixel p, int64_t grey, int64_t sepia) {
 
 // By hand: linear brightness wrapping past 255; truncation toward zero; the custom green
 // taking Ra; the saturation grey weighing green twice; the tint capped at 255.
-const struct Worked {
-  const char* method;
-  std::vector<Value> args;
-  std::vector<Pixel> from, to;
-} kWorked[] = {
+const struct Worked { const char* method; std::vector<Value> args; std::vector<Pixel> from, to; } kWorked[] = {
     {"ChangeBrightnessLinearZRK", {100.0, -100.0, 300.0}, {{128, 255, 0}}, {{177, 155, 44}}},
     {"ChangeBrightnessAbsoluteZRK", {-0.7, 254.9, -0.7}, {{0, 0, 255}}, {{0, 254, 254}}},
     {"ChangeContrastZRK", {-1.0, 1.0, 1.0}, {{0, 200, 100}, {200, 0, 0}}, {{127, 255, 73}, {127, 0, 0}}},

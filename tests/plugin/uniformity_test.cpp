@@ -12,8 +12,6 @@
 namespace {
 
 using namespace pixeltest;
-using testhost::CallResult;
-using testhost::Value;
 
 const Pixel kBlack{0, 0, 0, 255}, kWhite{255, 255, 255, 255}, kGrey{100, 100, 100, 255}, kGrey104{104, 100, 100, 255};
 
