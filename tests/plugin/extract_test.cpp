@@ -118,9 +118,9 @@ TEST_P(ExtractTest, MaskOfWorkedShapesAndRandomPictures) {
   for (const auto& shape : kShapes)
     for (const int w : {63, 64, 65, 129}) {
       SCOPED_TRACE(testing::Message() << shape.name << " " << w);
-      auto spec = shape_for(GetParam(), w, 9);
-      spec.fill = Pixel{90, 90, 90, 0};
-      const Ref source = h.NewPicture(spec);
+      auto form = shape_for(GetParam(), w, 9);
+      form.fill = Pixel{90, 90, 90, 0};
+      const Ref source = h.NewPicture(form);
       for (int y = 0; y < 9; ++y)
         for (int x = 0; x < w; ++x)
           if (shape.coloured(x, y)) h.SetPixel(source.picture(), x, y, {200, 10, 10, 255});
