@@ -40,8 +40,8 @@ struct Saturation {
 // byte arithmetic, |q| looked up by |d| in a 256-byte table.
 struct SaturationBytes {
   static constexpr int64_t kLargestFactor = 8421504;  // (2^31 − 1) / 255
-  std::array<uint8_t, 256> scaled;                      // min(|d|·|k| / 255, 255)
-  bool negative;                                        // k < 0: q has the sign opposite to d
+  std::array<uint8_t, 256> scaled;                    // min(|d|·|k| / 255, 255)
+  bool negative;                                      // k < 0: q has the sign opposite to d
   uint32_t red, green, blue, opaque;
   const Saturation& plain;
 
@@ -70,8 +70,8 @@ struct SaturationSpan {
     __m512i table[4];
     for (int32_t k = 0; k < 4; ++k) table[k] = _mm512_loadu_si512(t.scaled.data() + 64 * k);
     constexpr uint64_t kFirstOfFour = 0x1111111111111111u;
-    const __mmask64 channels = (kFirstOfFour << (t.red / 8)) | (kFirstOfFour << (t.green / 8)) |
-                               (kFirstOfFour << (t.blue / 8));
+    const __mmask64 channels =
+        (kFirstOfFour << (t.red / 8)) | (kFirstOfFour << (t.green / 8)) | (kFirstOfFour << (t.blue / 8));
     // Per pixel: weights 1, 2, 1 on the bytes of R, G, B; byte 0 of each word
     // copied to its four bytes.
     const __m512i weights = _mm512_set1_epi32(static_cast<int32_t>(1u << t.red | 2u << t.green | 1u << t.blue));
@@ -105,12 +105,12 @@ void map(PictureEditor& src, PictureEditor& dst, Rect r, const Saturation& satur
   r.x1 = std::min({r.x1, src.width, dst.width});
   r.y1 = std::min({r.y1, src.height, dst.height});
   const ShiftLayout in = ShiftLayout::of(src.pixelFormat), out = ShiftLayout::of(dst.pixelFormat);
-  const bool sameLayout = in.channel == 255 && out.channel == 255 && in.red == out.red && in.green == out.green && in.blue == out.blue &&
-                          in.opaque == out.opaque;
+  const bool sameLayout = in.channel == 255 && out.channel == 255 && in.red == out.red && in.green == out.green &&
+                          in.blue == out.blue && in.opaque == out.opaque;
   if (ActiveIsa() == Isa::kAvx512 && HasByteShuffles() && sameLayout && SaturationBytes::fits(saturation)) {
     if (!r.empty()) {
       walk_detail::TablePass::rows<SaturationSpan>(src, dst, r, r.bytes() > StreamThreshold(),
-                                                    SaturationBytes(saturation, out));
+                                                   SaturationBytes(saturation, out));
     }
     return;
   }
