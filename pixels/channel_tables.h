@@ -158,10 +158,11 @@ struct ByteShuffleSpan {
 #endif
 
 struct TablePass {
-  // Rows of `r`, each a chunk at a time into the result or the scratch row.
-  template <class Span>
+  // Rows of `r`, each a chunk at a time into the result or the scratch row,
+  // through Span::apply(result, source, n, t).
+  template <class Span, class Table>
   [[gnu::always_inline]] static void rows(PictureEditor& src, PictureEditor& dst, const Rect& r, bool stream,
-                                          const WordTables& t) {
+                                          const Table& t) {
     alignas(64) uint32_t scratch[kChunk];
     src.AdvanceRows(r.y0);
     dst.AdvanceRows(r.y0);

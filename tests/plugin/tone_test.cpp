@@ -114,7 +114,7 @@ TEST_P(ToneTest, EveryFormGivesItsWorkedValuesAndFormula) {
       }
     }
   }
-  for (int64_t amount : {0, -256, 1000, INT32_MAX, INT32_MIN})  // the 32-bit arithmetic wraps
+  for (int64_t amount : {0, -256, -1000, 1000, INT32_MAX, INT32_MIN})  // the 32-bit arithmetic wraps
     EXPECT_TRUE(Matches("ChangeSaturationZRK", {amount}, [&](int32_t, Pixel p) { return saturated(p, amount); }))
         << "amount " << amount;
   // Every channel weighed differently; the top byte of a colour ignored.
