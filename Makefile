@@ -5,6 +5,8 @@ JOBS ?= $(shell nproc)
 # CI treats every warning as an error.
 WERROR ?= $(if $(CI),ON,OFF)
 CMAKE_FLAGS = -G Ninja -Wno-dev -DPICTURE_WERROR=$(WERROR)
+# Builds print only what the compiler says; NINJA_FLAGS= brings the progress lines back.
+NINJA_FLAGS ?= --quiet
 
 FUZZ_SECONDS ?= 60
 FUZZ_TARGETS = call call:console call:old binary_string binary_string:old render channel_table lut3d
@@ -17,12 +19,14 @@ deps:
 	@scripts/install-deps
 
 build: deps
+	@echo "== building: optimised (build/)"
 	@cmake -S . -B build $(CMAKE_FLAGS) -DCMAKE_BUILD_TYPE=Release >/dev/null
-	@cmake --build build -j $(JOBS)
+	@cmake --build build -j $(JOBS) -- $(NINJA_FLAGS)
 
 build-asan: deps
+	@echo "== building: sanitizers (build-asan/)"
 	@cmake -S . -B build-asan $(CMAKE_FLAGS) -DCMAKE_BUILD_TYPE=Sanitize -DPICTURE_SANITIZE=ON >/dev/null
-	@cmake --build build-asan -j $(JOBS)
+	@cmake --build build-asan -j $(JOBS) -- $(NINJA_FLAGS)
 
 # The whole suite twice: optimised, then under AddressSanitizer and
 # UndefinedBehaviorSanitizer. The last line is ctest's summary.
@@ -35,7 +39,7 @@ test: build build-asan
 # Only the tool and the plug-in it runs: the gallery page of every method and class.
 demo: deps
 	@cmake -S . -B build $(CMAKE_FLAGS) -DCMAKE_BUILD_TYPE=Release >/dev/null
-	@cmake --build build -j $(JOBS) --target picture-host picture_plugin
+	@cmake --build build -j $(JOBS) --target picture-host picture_plugin -- $(NINJA_FLAGS)
 	@./build/picture-host gallery build/demo
 
 bench: build
