@@ -16,8 +16,13 @@
 #include <memory>
 #include <new>
 
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
 #include "adjust/filter_class.h"
 #include "frame/tables.h"
+#include "pixels/isa.h"
 #include "pixels/picture_editor.h"
 #include "pixels/walk.h"
 
@@ -153,6 +158,108 @@ struct Lut3DTables {
 };
 static_assert(kLastNode * (kStride[0] + kStride[1] + kStride[2]) < 0x10000 && kTetrahedra < 0x10000);
 
+// The finite lattice over whole rows: source words to result words by the two
+// layouts, with the kernel for what no wider code covers.
+struct Lut3DWords {
+  Lut3D<true> kernel;
+  const double* nodes;  // the kernel's nodes, one double per channel
+  ShiftLayout in, out;
+  [[gnu::always_inline]] uint32_t operator()(const uint32_t* p) const { return out.store(kernel(in.load(p))); }
+};
+
+struct PlainLut3DSpan {
+  [[gnu::always_inline]] static void apply(uint32_t* d, const uint32_t* s, int32_t n, const Lut3DWords& t) {
+    for (int32_t i = 0; i < n; ++i) d[i] = t(s + i);
+  }
+};
+
+#if defined(__x86_64__)
+
+
+// Eight pixels at a time, one double lane each: the kernel's arithmetic in its
+// order, the nodes gathered. The channels sorted by remainder give the weights;
+// each remainder carries its channel's stride in its low half, so the largest
+// and the smallest also name the steps to N(p) and N(pq). Where remainders tie,
+// the order picked may differ from the kernel's, but then the node in question
+// weighs 0 and, finite, adds a zero.
+struct Avx512Lut3DSpan {
+  // The masked forms throughout: their unmasked ones start from an undefined
+  // register, which some compilers warn about.
+  static constexpr __mmask8 kAll = 0xFF;
+  static constexpr int32_t kDoubles[3] = {int32_t(kStride[0] * 2), int32_t(kStride[1] * 2), int32_t(kStride[2] * 2)};
+  static constexpr int32_t kCorner = kDoubles[0] + kDoubles[1] + kDoubles[2];  // N000 to N111
+
+  // v / 17 as (v · 0xF0F1) >> 20, exact below 61680, from 16-bit halves.
+  [[gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]] static __m256i over17(__m256i v) {
+    return _mm256_srli_epi32(_mm256_mulhi_epu16(v, _mm256_set1_epi32(0xF0F1)), 4);
+  }
+  [[gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]] static __m512d gather(const double* nodes, __m256i at) {
+    return _mm512_mask_i32gather_pd(_mm512_setzero_pd(), kAll, at, nodes, 8);
+  }
+  [[gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]] static void apply(uint32_t* d, const uint32_t* s, int32_t n, const Lut3DWords& t) {
+    const __m256i channel = _mm256_set1_epi32(static_cast<int32_t>(t.in.channel));
+    const __m128i in[3] = {_mm_cvtsi32_si128(static_cast<int32_t>(t.in.red)),
+                           _mm_cvtsi32_si128(static_cast<int32_t>(t.in.green)),
+                           _mm_cvtsi32_si128(static_cast<int32_t>(t.in.blue))};
+    const __m128i out[3] = {_mm_cvtsi32_si128(static_cast<int32_t>(t.out.red)),
+                            _mm_cvtsi32_si128(static_cast<int32_t>(t.out.green)),
+                            _mm_cvtsi32_si128(static_cast<int32_t>(t.out.blue))};
+    const __m256i opaque = _mm256_set1_epi32(static_cast<int32_t>(t.out.opaque));
+    const __m256i spacing = _mm256_set1_epi32(kLutSpacing), stride = _mm256_set1_epi32(0xFFFF);
+    const __m512d zero = _mm512_setzero_pd(), top = _mm512_set1_pd(kTop);
+    int32_t i = 0;
+    for (; i + 8 <= n; i += 8) {
+      const __m256i p = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + i));
+      __m256i base = _mm256_setzero_si256(), keyed[3];
+      for (int c = 0; c < 3; ++c) {
+        const __m256i v = _mm256_and_si256(_mm256_srl_epi32(p, in[c]), channel);
+        const __m256i lower = over17(v);
+        const __m256i rem = _mm256_sub_epi32(v, _mm256_mullo_epi16(lower, spacing));
+        base = _mm256_add_epi32(base, _mm256_mullo_epi16(lower, _mm256_set1_epi32(kDoubles[c])));
+        keyed[c] = _mm256_or_si256(_mm256_slli_epi32(rem, 16), _mm256_set1_epi32(kDoubles[c]));
+      }
+      const __m256i high = _mm256_max_epi32(keyed[0], _mm256_max_epi32(keyed[1], keyed[2]));
+      const __m256i low = _mm256_min_epi32(keyed[0], _mm256_min_epi32(keyed[1], keyed[2]));
+      const __m256i middle =
+          _mm256_sub_epi32(_mm256_add_epi32(keyed[0], _mm256_add_epi32(keyed[1], keyed[2])), _mm256_add_epi32(high, low));
+      const __m256i rp = _mm256_srli_epi32(high, 16), rq = _mm256_srli_epi32(middle, 16),
+                    rs = _mm256_srli_epi32(low, 16);
+      const __m512d w[4] = {_mm512_maskz_cvtepi32_pd(kAll, _mm256_sub_epi32(spacing, rp)),
+                            _mm512_maskz_cvtepi32_pd(kAll, _mm256_sub_epi32(rp, rq)), _mm512_maskz_cvtepi32_pd(kAll, _mm256_sub_epi32(rq, rs)),
+                            _mm512_maskz_cvtepi32_pd(kAll, rs)};
+      const __m256i n3 = _mm256_add_epi32(base, _mm256_set1_epi32(kCorner));
+      const __m256i at[4] = {base, _mm256_add_epi32(base, _mm256_and_si256(high, stride)),
+                             _mm256_sub_epi32(n3, _mm256_and_si256(low, stride)), n3};
+      __m256i word = opaque;
+      for (int c = 0; c < 3; ++c) {
+        const double* nodes = t.nodes + c;
+        __m512d sum = _mm512_mul_pd(w[0], gather(nodes, at[0]));
+        for (int k = 1; k < 4; ++k) sum = _mm512_add_pd(sum, _mm512_mul_pd(w[k], gather(nodes, at[k])));
+        // max and min return their second operand for NaN: the kernel's clamp.
+        const __m512d clamped = _mm512_maskz_min_pd(kAll, _mm512_maskz_max_pd(kAll, sum, zero), top);
+        const __m256i value = over17(_mm512_maskz_cvttpd_epi32(kAll, clamped));
+        word = _mm256_or_si256(word, _mm256_sll_epi32(value, out[c]));
+      }
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + i), word);
+    }
+    for (; i < n; ++i) d[i] = t(s + i);
+  }
+};
+#endif
+
+struct Lut3DPass {
+  [[gnu::always_inline]] static void run(PictureEditor& src, PictureEditor& dst, const Rect& r, bool stream,
+                                         const Lut3DWords& t) {
+    walk_detail::span_rows<PlainLut3DSpan>(src, dst, r, stream, t);
+  }
+#if defined(__x86_64__)
+  [[gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]] static void avx512(PictureEditor& src, PictureEditor& dst, const Rect& r, bool stream,
+                                        const Lut3DWords& t) {
+    walk_detail::span_rows<Avx512Lut3DSpan>(src, dst, r, stream, t);
+  }
+#endif
+};
+
 }  // namespace
 
 // The host zero-fills the instance: a fresh table maps every colour to black.
@@ -173,17 +280,32 @@ RBBoolean PictureLut3DRun(REALobject instance) {
   if (d->source == nullptr) return false;
   PictureReader reader;
   if (!reader.GetPictureEditor(d->source, true, false)) return false;
-  const std::unique_ptr<Lut3DTables> tables(new (std::nothrow) Lut3DTables(d->table));
-  if (tables == nullptr) return false;
   PictureWriter writer;
   if (!writer.NewPictureWriter(reader.width, reader.height, reader.hasAlphaChannel)) return false;
   const Rect block = anchored_block(d->MinX, d->MinY, d->MaxX, d->MaxY, reader.width, reader.height);
-  if (tables->finite) {
-    map(reader, writer, block, Lut3D<true>{tables->nodes, tables->tetrahedra, tables->keys});
-  } else {
-    map(reader, writer, block, Lut3D<false>{tables->nodes, tables->tetrahedra, tables->keys});
-  }
+  if (!MapLut3D(reader, writer, block, d->table, false)) return false;
   d->destination = writer.RenderPictureWriter();
+  return true;
+}
+
+bool MapLut3D(PictureEditor& src, PictureEditor& dst, Rect r, const double (&table)[kLutNodes][kLutNodes][kLutNodes][3],
+              bool perPixel) {
+  const std::unique_ptr<Lut3DTables> tables(new (std::nothrow) Lut3DTables(table));
+  if (tables == nullptr) return false;
+  if (!tables->finite) {
+    map(src, dst, r, Lut3D<false>{tables->nodes, tables->tetrahedra, tables->keys});
+    return true;
+  }
+  const Lut3D<true> kernel{tables->nodes, tables->tetrahedra, tables->keys};
+  r.x1 = std::min({r.x1, src.width, dst.width});
+  r.y1 = std::min({r.y1, src.height, dst.height});
+  const ShiftLayout out = ShiftLayout::of(dst.pixelFormat);
+  if (perPixel) {
+    map(src, dst, r, kernel);
+  } else if (!r.empty() && out.channel != 0) {
+    const Lut3DWords words{kernel, reinterpret_cast<const double*>(tables->nodes), ShiftLayout::of(src.pixelFormat), out};
+    dispatch<Lut3DPass>(src, dst, r, r.bytes() > StreamThreshold(), words);
+  }
   return true;
 }
 
