@@ -13,11 +13,17 @@
 
 #include <cmath>
 #include <cstddef>
+#include <cstring>
 #include <memory>
 #include <new>
 
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
 #include "adjust/filter_class.h"
 #include "frame/tables.h"
+#include "pixels/isa.h"
 #include "pixels/picture_editor.h"
 #include "pixels/walk.h"
 
@@ -153,6 +159,123 @@ struct Lut3DTables {
 };
 static_assert(kLastNode * (kStride[0] + kStride[1] + kStride[2]) < 0x10000 && kTetrahedra < 0x10000);
 
+// The finite lattice over whole rows: source words to result words by the two
+// layouts, with the kernel for what no wider code covers.
+struct Lut3DWords {
+  Lut3D<true> kernel;
+  const double* nodes;  // the kernel's nodes, one double per channel
+  ShiftLayout in, out;
+  [[gnu::always_inline]] uint32_t operator()(const uint32_t* p) const { return out.store(kernel(in.load(p))); }
+};
+
+struct PlainLut3DSpan {
+  [[gnu::always_inline]] static void apply(uint32_t* d, const uint32_t* s, int32_t n, const Lut3DWords& t) {
+    for (int32_t i = 0; i < n; ++i) d[i] = t(s + i);
+  }
+};
+
+#if defined(__x86_64__)
+// Sixteen pixels at a time, then eight per register of doubles: the kernel's
+// arithmetic in its order, the nodes gathered. The channels sorted by remainder
+// give the weights; each remainder carries its channel's stride in its low half,
+// so the largest and the smallest also name the steps to N(p) and N(pq). Where
+// remainders tie, the order picked may differ from the kernel's, but then the
+// node in question weighs 0 and, finite, adds a zero.
+struct Avx512Lut3DSpan {
+  // The masked forms throughout: their unmasked ones start from an undefined
+  // register, which some compilers warn about.
+  static constexpr __mmask8 kAll = 0xFF;
+  static constexpr __mmask16 kAll16 = 0xFFFF;
+  static constexpr int32_t kDoubles[3] = {int32_t(kStride[0] * 2), int32_t(kStride[1] * 2), int32_t(kStride[2] * 2)};
+  static constexpr int32_t kCorner = kDoubles[0] + kDoubles[1] + kDoubles[2];  // N000 to N111
+
+  // v / 17 as (v · 0xF0F1) >> 20, exact below 61680, from 16-bit halves.
+  [[gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]] static __m512i over17(__m512i v) {
+    return _mm512_maskz_srli_epi32(kAll16, _mm512_mulhi_epu16(v, _mm512_set1_epi32(0xF0F1)), 4);
+  }
+  [[gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]] static __m256i half(__m512i v, int h) {
+    if (h == 1) return _mm512_maskz_extracti64x4_epi64(kAll, v, 1);
+    __m256i low;  // the cast would go through an undefined register too
+    std::memcpy(&low, &v, sizeof low);
+    return low;
+  }
+  // One channel of eight pixels: the sum in the kernel's order, clamped and truncated.
+  [[gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]] static __m256i sum(
+      const double* nodes, const __m512d (&w)[4], const __m256i (&at)[4]) {
+    __m512d s = _mm512_mul_pd(w[0], _mm512_mask_i32gather_pd(_mm512_setzero_pd(), kAll, at[0], nodes, 8));
+    for (int k = 1; k < 4; ++k) {
+      s = _mm512_add_pd(s, _mm512_mul_pd(w[k], _mm512_mask_i32gather_pd(_mm512_setzero_pd(), kAll, at[k], nodes, 8)));
+    }
+    // max and min return their second operand for NaN: the kernel's clamp.
+    const __m512d clamped =
+        _mm512_maskz_min_pd(kAll, _mm512_maskz_max_pd(kAll, s, _mm512_setzero_pd()), _mm512_set1_pd(kTop));
+    return _mm512_maskz_cvttpd_epi32(kAll, clamped);
+  }
+  [[gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]] static void apply(
+      uint32_t* d, const uint32_t* s, int32_t n, const Lut3DWords& t) {
+    const __m512i channel = _mm512_set1_epi32(static_cast<int32_t>(t.in.channel));
+    const __m128i in[3] = {_mm_cvtsi32_si128(static_cast<int32_t>(t.in.red)),
+                           _mm_cvtsi32_si128(static_cast<int32_t>(t.in.green)),
+                           _mm_cvtsi32_si128(static_cast<int32_t>(t.in.blue))};
+    const __m128i out[3] = {_mm_cvtsi32_si128(static_cast<int32_t>(t.out.red)),
+                            _mm_cvtsi32_si128(static_cast<int32_t>(t.out.green)),
+                            _mm_cvtsi32_si128(static_cast<int32_t>(t.out.blue))};
+    const __m512i opaque = _mm512_set1_epi32(static_cast<int32_t>(t.out.opaque));
+    const __m512i spacing = _mm512_set1_epi32(kLutSpacing), stride = _mm512_set1_epi32(0xFFFF);
+    int32_t i = 0;
+    for (; i + 16 <= n; i += 16) {
+      const __m512i p = _mm512_loadu_si512(s + i);
+      __m512i base = _mm512_setzero_si512(), keyed[3];
+      for (int c = 0; c < 3; ++c) {
+        const __m512i v = _mm512_and_si512(_mm512_maskz_srl_epi32(kAll16, p, in[c]), channel);
+        const __m512i lower = over17(v);
+        const __m512i rem = _mm512_sub_epi32(v, _mm512_mullo_epi16(lower, spacing));
+        base = _mm512_add_epi32(base, _mm512_mullo_epi16(lower, _mm512_set1_epi32(kDoubles[c])));
+        keyed[c] = _mm512_or_si512(_mm512_maskz_slli_epi32(kAll16, rem, 16), _mm512_set1_epi32(kDoubles[c]));
+      }
+      const __m512i high = _mm512_maskz_max_epi32(kAll16, keyed[0], _mm512_maskz_max_epi32(kAll16, keyed[1], keyed[2]));
+      const __m512i low = _mm512_maskz_min_epi32(kAll16, keyed[0], _mm512_maskz_min_epi32(kAll16, keyed[1], keyed[2]));
+      const __m512i middle = _mm512_sub_epi32(_mm512_add_epi32(keyed[0], _mm512_add_epi32(keyed[1], keyed[2])),
+                                              _mm512_add_epi32(high, low));
+      const __m512i rp = _mm512_maskz_srli_epi32(kAll16, high, 16), rq = _mm512_maskz_srli_epi32(kAll16, middle, 16),
+                    rs = _mm512_maskz_srli_epi32(kAll16, low, 16);
+      const __m512i weight[4] = {_mm512_sub_epi32(spacing, rp), _mm512_sub_epi32(rp, rq), _mm512_sub_epi32(rq, rs), rs};
+      const __m512i n3 = _mm512_add_epi32(base, _mm512_set1_epi32(kCorner));
+      const __m512i at[4] = {base, _mm512_add_epi32(base, _mm512_and_si512(high, stride)),
+                             _mm512_sub_epi32(n3, _mm512_and_si512(low, stride)), n3};
+      __m256i sums[2][3];
+      for (int h = 0; h < 2; ++h) {
+        const __m512d w[4] = {
+            _mm512_maskz_cvtepi32_pd(kAll, half(weight[0], h)), _mm512_maskz_cvtepi32_pd(kAll, half(weight[1], h)),
+            _mm512_maskz_cvtepi32_pd(kAll, half(weight[2], h)), _mm512_maskz_cvtepi32_pd(kAll, half(weight[3], h))};
+        const __m256i where[4] = {half(at[0], h), half(at[1], h), half(at[2], h), half(at[3], h)};
+        for (int c = 0; c < 3; ++c) sums[h][c] = sum(t.nodes + c, w, where);
+      }
+      __m512i word = opaque;
+      for (int c = 0; c < 3; ++c) {
+        const __m512i value = over17(_mm512_maskz_inserti64x4(kAll, _mm512_castsi256_si512(sums[0][c]), sums[1][c], 1));
+        word = _mm512_or_si512(word, _mm512_maskz_sll_epi32(kAll16, value, out[c]));
+      }
+      _mm512_storeu_si512(d + i, word);
+    }
+    for (; i < n; ++i) d[i] = t(s + i);
+  }
+};
+#endif
+
+struct Lut3DPass {
+  [[gnu::always_inline]] static void run(PictureEditor& src, PictureEditor& dst, const Rect& r, bool stream,
+                                         const Lut3DWords& t) {
+    walk_detail::span_rows<PlainLut3DSpan>(src, dst, r, stream, t);
+  }
+#if defined(__x86_64__)
+  [[gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]] static void avx512(
+      PictureEditor& src, PictureEditor& dst, const Rect& r, bool stream, const Lut3DWords& t) {
+    walk_detail::span_rows<Avx512Lut3DSpan>(src, dst, r, stream, t);
+  }
+#endif
+};
+
 }  // namespace
 
 // The host zero-fills the instance: a fresh table maps every colour to black.
@@ -173,17 +296,33 @@ RBBoolean PictureLut3DRun(REALobject instance) {
   if (d->source == nullptr) return false;
   PictureReader reader;
   if (!reader.GetPictureEditor(d->source, true, false)) return false;
-  const std::unique_ptr<Lut3DTables> tables(new (std::nothrow) Lut3DTables(d->table));
-  if (tables == nullptr) return false;
   PictureWriter writer;
   if (!writer.NewPictureWriter(reader.width, reader.height, reader.hasAlphaChannel)) return false;
   const Rect block = anchored_block(d->MinX, d->MinY, d->MaxX, d->MaxY, reader.width, reader.height);
-  if (tables->finite) {
-    map(reader, writer, block, Lut3D<true>{tables->nodes, tables->tetrahedra, tables->keys});
-  } else {
-    map(reader, writer, block, Lut3D<false>{tables->nodes, tables->tetrahedra, tables->keys});
-  }
+  if (!MapLut3D(reader, writer, block, d->table, false)) return false;
   d->destination = writer.RenderPictureWriter();
+  return true;
+}
+
+bool MapLut3D(PictureEditor& src, PictureEditor& dst, Rect r, const double (&table)[kLutNodes][kLutNodes][kLutNodes][3],
+              bool perPixel) {
+  const std::unique_ptr<Lut3DTables> tables(new (std::nothrow) Lut3DTables(table));
+  if (tables == nullptr) return false;
+  if (!tables->finite) {
+    map(src, dst, r, Lut3D<false>{tables->nodes, tables->tetrahedra, tables->keys});
+    return true;
+  }
+  const Lut3D<true> kernel{tables->nodes, tables->tetrahedra, tables->keys};
+  r.x1 = std::min({r.x1, src.width, dst.width});
+  r.y1 = std::min({r.y1, src.height, dst.height});
+  const ShiftLayout out = ShiftLayout::of(dst.pixelFormat);
+  if (perPixel) {
+    map(src, dst, r, kernel);
+  } else if (!r.empty() && out.channel != 0) {
+    const Lut3DWords words{kernel, reinterpret_cast<const double*>(tables->nodes), ShiftLayout::of(src.pixelFormat),
+                           out};
+    dispatch<Lut3DPass>(src, dst, r, r.bytes() > StreamThreshold(), words);
+  }
   return true;
 }
 

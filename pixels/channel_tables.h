@@ -158,41 +158,19 @@ struct ByteShuffleSpan {
 #endif
 
 struct TablePass {
-  // Rows of `r`, each a chunk at a time into the result or the scratch row,
-  // through Span::apply(result, source, n, t).
-  template <class Span, class Table>
-  [[gnu::always_inline]] static void rows(PictureEditor& src, PictureEditor& dst, const Rect& r, bool stream,
-                                          const Table& t) {
-    alignas(64) uint32_t scratch[kChunk];
-    src.AdvanceRows(r.y0);
-    dst.AdvanceRows(r.y0);
-    for (int32_t row = r.y0; row < r.y1; ++row) {
-      const uint32_t* s = src.rowPtr;
-      uint32_t* d = dst.rowPtr;
-      for (int32_t x = r.x0; x < r.x1; x += kChunk) {
-        const int32_t n = std::min(kChunk, r.x1 - x);
-        Span::apply(stream ? scratch : d + x, s + x, n, t);
-        if (stream) stream_words(d + x, scratch, n);
-      }
-      src.NextRow();
-      dst.NextRow();
-    }
-    if (stream) stream_fence();
-  }
-
   [[gnu::always_inline]] static void run(PictureEditor& src, PictureEditor& dst, const Rect& r, bool stream,
                                          const WordTables& t) {
-    rows<PlainSpan>(src, dst, r, stream, t);
+    span_rows<PlainSpan>(src, dst, r, stream, t);
   }
 #if defined(__x86_64__)
   [[gnu::target("avx2,bmi,bmi2,popcnt")]] static void avx2(PictureEditor& src, PictureEditor& dst, const Rect& r,
                                                            bool stream, const WordTables& t) {
-    rows<Avx2Span>(src, dst, r, stream, t);
+    span_rows<Avx2Span>(src, dst, r, stream, t);
   }
   [[gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]] static void avx512(
       PictureEditor& src, PictureEditor& dst, const Rect& r, bool stream, const WordTables& t) {
-    if (t.inPlace && HasByteShuffles()) return rows<ByteShuffleSpan>(src, dst, r, stream, t);
-    rows<Avx512Span>(src, dst, r, stream, t);
+    if (t.inPlace && HasByteShuffles()) return span_rows<ByteShuffleSpan>(src, dst, r, stream, t);
+    span_rows<Avx512Span>(src, dst, r, stream, t);
   }
 #endif
 };

@@ -106,6 +106,28 @@ template <class At>
   }
 }
 
+// Rows of `r`, each a chunk at a time into the result or the scratch row, by
+// Span::apply(to, from, n, data), a pass's code for n words of one row.
+template <class Span, class Data>
+[[gnu::always_inline]] inline void span_rows(PictureEditor& src, PictureEditor& dst, const Rect& r, bool stream,
+                                             const Data& data) {
+  alignas(64) uint32_t scratch[kChunk];
+  src.AdvanceRows(r.y0);
+  dst.AdvanceRows(r.y0);
+  for (int32_t row = r.y0; row < r.y1; ++row) {
+    const uint32_t* s = src.rowPtr;
+    uint32_t* d = dst.rowPtr;
+    for (int32_t x = r.x0; x < r.x1; x += kChunk) {
+      const int32_t n = std::min(kChunk, r.x1 - x);
+      Span::apply(stream ? scratch : d + x, s + x, n, data);
+      if (stream) stream_words(d + x, scratch, n);
+    }
+    src.NextRow();
+    dst.NextRow();
+  }
+  if (stream) stream_fence();
+}
+
 // Result word of column x: the kernel over one pixel of each source row.
 template <class L, class Kernel, size_t N>
 struct PixelAt {

@@ -7,11 +7,13 @@
 #include <climits>
 #include <functional>
 #include <limits>
+#include <memory>
 #include <random>
 #include <string>
 #include <tuple>
 #include <vector>
 
+#include "adjust/lut3d.h"
 #include "pixels/channel.h"
 #include "pixels/channel_tables.h"
 #include "pixels/isa.h"
@@ -303,18 +305,17 @@ TEST(HistogramWalker, AddsEveryPixelOfTheRectangleToItsChannelsCounters) {
   });
 }
 
-TEST(TableWalker, GivesTheGeneralWalkersWordsForEveryFamilyPairWidthAndInstructionSet) {
-  std::mt19937 rng(13);
-  std::array<std::array<uint8_t, 256>, 3> bytes;
-  for (auto& table : bytes) std::generate(table.begin(), table.end(), [&] { return static_cast<uint8_t>(rng()); });
-  const auto from = [](const std::array<uint8_t, 256>& table) { return [&table](int32_t v) { return table[v]; }; };
-  const ChannelTables tables(from(bytes[0]), from(bytes[1]), from(bytes[2]));
+// Under every variant, on equal pictures of every family pair and width: `walk`
+// and `oracle`, each (reader, writer, rectangle), write the same words, and
+// nothing outside the rows. Source words come from `word`.
+template <class Word, class Walk, class Oracle>
+void expect_same_words(std::mt19937& rng, const Word& word, const Walk& walk, const Oracle& oracle) {
   for_each_variant([&] {
     for (int32_t in : kFamilies) {
       for (int32_t out : kFamilies) {
         for (int32_t width : kWidths) {
           Surface src(in, width, 3), dst(out, width, 3);
-          src.Fill(rng);
+          for (int32_t y = 0; y < 3; ++y) std::generate(src.Row(y), src.Row(y) + width, word);
           dst.Fill(rng);
           Surface want = dst;
           PictureEditor reader, writer, oracleReader, oracleWriter;
@@ -323,8 +324,8 @@ TEST(TableWalker, GivesTheGeneralWalkersWordsForEveryFamilyPairWidthAndInstructi
           src.Attach(oracleReader);
           want.Attach(oracleWriter);
           const Rect r{width > 2 ? 1 : 0, 1, width, 3};
-          map(reader, writer, r, tables);
-          walk_detail::map_sources(oracleWriter, r, tables, oracleReader);
+          walk(reader, writer, r);
+          oracle(oracleReader, oracleWriter, r);
           for (int32_t y = 0; y < 3; ++y) {
             ASSERT_TRUE(std::equal(dst.Row(y), dst.Row(y) + width, want.Row(y)))
                 << "in " << in << " out " << out << " width " << width << " row " << y;
@@ -334,6 +335,53 @@ TEST(TableWalker, GivesTheGeneralWalkersWordsForEveryFamilyPairWidthAndInstructi
       }
     }
   });
+}
+
+TEST(TableWalker, GivesTheGeneralWalkersWordsForEveryFamilyPairWidthAndInstructionSet) {
+  std::mt19937 rng(13);
+  std::array<std::array<uint8_t, 256>, 3> bytes;
+  for (auto& table : bytes) std::generate(table.begin(), table.end(), [&] { return static_cast<uint8_t>(rng()); });
+  const auto from = [](const std::array<uint8_t, 256>& table) { return [&table](int32_t v) { return table[v]; }; };
+  const ChannelTables tables(from(bytes[0]), from(bytes[1]), from(bytes[2]));
+  expect_same_words(
+      rng, std::ref(rng), [&](PictureEditor& src, PictureEditor& dst, Rect r) { map(src, dst, r, tables); },
+      [&](PictureEditor& src, PictureEditor& dst, Rect r) { walk_detail::map_sources(dst, r, tables, src); });
+}
+
+// Channel values where the lattice's cells and steps meet, or any value.
+uint32_t lattice_word(std::mt19937& rng) {
+  static const uint8_t kEdges[] = {0, 1, 16, 17, 18, 34, 238, 254, 255};
+  uint32_t word = 0;
+  for (int32_t byte = 0; byte < 4; ++byte) {
+    const uint32_t v = rng() % 4 == 0 ? kEdges[rng() % std::size(kEdges)] : rng() & 255;
+    word |= v << (8 * byte);
+  }
+  return word;
+}
+
+// Finite tables: fractions around the channel range, whole multiples of 17 (exact sums,
+// many ties of weight 0), and values whose sums overflow to infinity or NaN.
+TEST(Lut3DWalker, GivesThePerPixelKernelsWordsForEveryFamilyPairWidthAndInstructionSet) {
+  struct Table {
+    double node[kLutNodes][kLutNodes][kLutNodes][3];
+  };
+  std::mt19937 rng(17);
+  const std::function<double()> kinds[] = {
+      [&] { return int32_t(rng() % 30000) / 100.0 - 20.0; },
+      [&] { return 17.0 * int32_t(rng() % 18); },
+      [&] { return (rng() % 2 == 0 ? 1.0 : -1.0) * std::numeric_limits<double>::max() / (1 + rng() % 4); },
+  };
+  for (const auto& kind : kinds) {
+    const auto table = std::make_unique<Table>();
+    for (auto& plane : table->node)
+      for (auto& line : plane)
+        for (auto& node : line)
+          for (double& v : node) v = kind();
+    expect_same_words(
+        rng, [&] { return lattice_word(rng); },
+        [&](PictureEditor& src, PictureEditor& dst, Rect r) { ASSERT_TRUE(MapLut3D(src, dst, r, table->node, false)); },
+        [&](PictureEditor& src, PictureEditor& dst, Rect r) { ASSERT_TRUE(MapLut3D(src, dst, r, table->node, true)); });
+  }
 }
 
 }  // namespace
