@@ -28,6 +28,13 @@ struct White {
 // R = G = B
 struct ExactGray {
   bool operator()(Rgb c) const { return (c.r == c.g) & (c.g == c.b); }
+#if defined(__x86_64__)
+  // Each word against itself with R, G, B rotated.
+  template <class In>
+  [[gnu::always_inline, gnu::target("avx2,bmi,bmi2,popcnt")]] __m256i pass8(__m256i w) const {
+    return _mm256_cmpeq_epi32(w, _mm256_shuffle_epi8(w, byte_shuffle<In>(In::kGreen, In::kBlue, In::kRed)));
+  }
+#endif
 };
 
 // |R - G|, |R - B| and |G - B| each at most t
@@ -38,6 +45,16 @@ struct TolerantGray {
     const bool rg = near(c.r, c.g, t), rb = near(c.r, c.b, t), gb = near(c.g, c.b, t);
     return rg & rb & gb;
   }
+#if defined(__x86_64__)
+  // R, G, B bytes against G, B, R: per-byte distances, none above t.
+  template <class In>
+  [[gnu::always_inline, gnu::target("avx2,bmi,bmi2,popcnt")]] __m256i pass8(__m256i w) const {
+    const __m256i p = _mm256_shuffle_epi8(w, byte_shuffle<In>(In::kGreen, In::kBlue, In::kRed));
+    const __m256i apart = _mm256_sub_epi8(_mm256_max_epu8(w, p), _mm256_min_epu8(w, p));
+    const __m256i over = _mm256_subs_epu8(apart, _mm256_set1_epi8(static_cast<char>(t)));
+    return _mm256_cmpeq_epi32(over, _mm256_setzero_si256());
+  }
+#endif
 };
 
 // not near black (some channel 30 or more), and G differs from R or B by more than t
@@ -49,6 +66,22 @@ struct Coloured {
     const int32_t dGB = int32_t(c.g) - int32_t(c.b);
     return considered & ((dGR > t) | (dGB > t) | (dGR < -t) | (dGB < -t));
   }
+#if defined(__x86_64__)
+  // R and B bytes against G: a distance above t, or any when t is negative;
+  // and some channel byte above 29.
+  template <class In>
+  [[gnu::always_inline, gnu::target("avx2,bmi,bmi2,popcnt")]] __m256i pass8(__m256i w) const {
+    const __m256i zero = _mm256_setzero_si256();
+    const __m256i g = _mm256_shuffle_epi8(w, byte_shuffle<In>(In::kGreen, In::kGreen, In::kGreen));
+    const __m256i apart = _mm256_sub_epi8(_mm256_max_epu8(w, g), _mm256_min_epu8(w, g));
+    const __m256i over = _mm256_or_si256(_mm256_subs_epu8(apart, _mm256_set1_epi8(static_cast<char>(std::max(t, 0)))),
+                                         _mm256_set1_epi32(t < 0 ? 1 : 0));
+    const __m256i lit = _mm256_subs_epu8(_mm256_and_si256(w, _mm256_set1_epi32(static_cast<int>(kChannelBits<In>))),
+                                         _mm256_set1_epi8(29));
+    const __m256i dull = _mm256_or_si256(_mm256_cmpeq_epi32(over, zero), _mm256_cmpeq_epi32(lit, zero));
+    return _mm256_xor_si256(dull, _mm256_set1_epi32(-1));
+  }
+#endif
 };
 
 template <class Test>

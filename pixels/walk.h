@@ -16,10 +16,14 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 #include <utility>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
+#endif
+#if defined(__x86_64__)
+#include <immintrin.h>
 #endif
 
 #include "pixels/isa.h"
@@ -44,6 +48,33 @@ inline Rect ClipRect(int32_t left, int32_t top, int32_t width, int32_t height, i
   return Rect{std::max(left, 0), std::max(top, 0), static_cast<int32_t>(std::max<int64_t>(right, 0)),
               static_cast<int32_t>(std::max<int64_t>(bottom, 0))};
 }
+
+#if defined(__x86_64__)
+// A test that can also judge the bytes of eight words at once declares
+// `pass8<In>(words)` for AVX2: each 32-bit lane all ones where that pixel
+// passes, zero where it fails. The scan and count passes then use it for whole
+// groups of eight and the per-pixel test for the rest of a block.
+template <class Test, class In>
+concept PassesEight = requires(const Test& test, __m256i words) {
+  In::kRed;
+  test.template pass8<In>(words);
+};
+
+// For pass8: the byte shuffle that fills the R, G and B bytes of each word from
+// the bytes at bit offsets `toR`, `toG` and `toB` of that word; the fourth byte
+// keeps its own.
+template <class In>
+[[gnu::always_inline, gnu::target("avx2,bmi,bmi2,popcnt")]] inline __m256i byte_shuffle(uint32_t toR, uint32_t toG, uint32_t toB) {
+  const uint32_t other = 6 - (In::kRed + In::kGreen + In::kBlue) / 8;
+  const uint32_t word = (toR / 8) << In::kRed | (toG / 8) << In::kGreen | (toB / 8) << In::kBlue | other << (8 * other);
+  const auto at = [word](uint32_t w) { return static_cast<int>(word + 0x04040404u * w); };
+  return _mm256_setr_epi32(at(0), at(1), at(2), at(3), at(0), at(1), at(2), at(3));
+}
+
+// The R, G and B bits of a word.
+template <class In>
+inline constexpr uint32_t kChannelBits = 255u << In::kRed | 255u << In::kGreen | 255u << In::kBlue;
+#endif
 
 namespace walk_detail {
 
@@ -202,7 +233,52 @@ struct ScanPass {
     }
     return true;
   }
+
 };
+
+#if defined(__x86_64__)
+// With code of its own for AVX2 and AVX-512 when the test judges eight words at once.
+template <class In, class Test>
+struct ScanPassEights : ScanPass<In, Test> {
+  [[gnu::always_inline, gnu::target("avx2,bmi,bmi2,popcnt")]] static bool eights(PictureEditor& src, const Rect& r, const Test& test)
+  {
+    src.AdvanceRows(r.y0);
+    for (int32_t row = r.y0; row < r.y1; ++row) {
+      const uint32_t* s = src.rowPtr;
+      for (int32_t x = r.x0; x < r.x1; x += kBlock) {
+        const int32_t end = std::min(x + kBlock, r.x1);
+        __m256i passed = _mm256_set1_epi32(-1);
+        int32_t i = x;
+        for (; i + 8 <= end; i += 8) {
+          const __m256i words = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + i));
+          passed = _mm256_and_si256(passed, test.template pass8<In>(words));
+        }
+        uint32_t failed = _mm256_testc_si256(passed, _mm256_set1_epi32(-1)) ? 0 : 1;
+        for (; i < end; ++i) failed |= !test(In::load(s + i));
+        if (failed != 0) return false;
+      }
+      src.NextRow();
+    }
+    return true;
+  }
+  [[gnu::target("avx2,bmi,bmi2,popcnt")]] static bool avx2(PictureEditor& src, const Rect& r, const Test& test)
+  {
+    return eights(src, r, test);
+  }
+  [[gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]] static bool avx512(PictureEditor& src, const Rect& r, const Test& test)
+  {
+    return eights(src, r, test);
+  }
+};
+#endif
+
+template <class In, class Test>
+using ScanPassFor =
+#if defined(__x86_64__)
+    std::conditional_t<PassesEight<Test, In>, ScanPassEights<In, Test>, ScanPass<In, Test>>;
+#else
+    ScanPass<In, Test>;
+#endif
 
 template <class In, class Test>
 struct CountPass {
@@ -216,7 +292,52 @@ struct CountPass {
     }
     return count;
   }
+
 };
+
+#if defined(__x86_64__)
+// With code of its own for AVX2 and AVX-512 when the test judges eight words at once.
+template <class In, class Test>
+struct CountPassEights : CountPass<In, Test> {
+  // Each lane subtracts its all-ones passes; lanes wrap like the 32-bit total.
+  [[gnu::always_inline, gnu::target("avx2,bmi,bmi2,popcnt")]] static uint32_t eights(PictureEditor& src, const Rect& r, const Test& test)
+  {
+    src.AdvanceRows(r.y0);
+    __m256i lanes = _mm256_setzero_si256();
+    uint32_t count = 0;
+    for (int32_t row = r.y0; row < r.y1; ++row) {
+      const uint32_t* s = src.rowPtr;
+      int32_t x = r.x0;
+      for (; x + 8 <= r.x1; x += 8) {
+        const __m256i words = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + x));
+        lanes = _mm256_sub_epi32(lanes, test.template pass8<In>(words));
+      }
+      for (; x < r.x1; ++x) count += test(In::load(s + x)) ? 1 : 0;
+      src.NextRow();
+    }
+    alignas(32) uint32_t sums[8];
+    _mm256_store_si256(reinterpret_cast<__m256i*>(sums), lanes);
+    for (uint32_t sum : sums) count += sum;
+    return count;
+  }
+  [[gnu::target("avx2,bmi,bmi2,popcnt")]] static uint32_t avx2(PictureEditor& src, const Rect& r, const Test& test)
+  {
+    return eights(src, r, test);
+  }
+  [[gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]] static uint32_t avx512(PictureEditor& src, const Rect& r, const Test& test)
+  {
+    return eights(src, r, test);
+  }
+};
+#endif
+
+template <class In, class Test>
+using CountPassFor =
+#if defined(__x86_64__)
+    std::conditional_t<PassesEight<Test, In>, CountPassEights<In, Test>, CountPass<In, Test>>;
+#else
+    CountPass<In, Test>;
+#endif
 
 // Four interleaved tallies, so that runs of one value do not wait on each
 // other. A family whose channels are bytes is counted from its bytes in memory.
@@ -321,7 +442,7 @@ bool scan(PictureEditor& src, Rect r, const Test& test) {
   r.y1 = std::min(r.y1, src.height);
   if (r.empty()) return true;
   return with_layout(src.pixelFormat,
-                     [&](auto in) { return dispatch<walk_detail::ScanPass<decltype(in), Test>>(src, r, test); });
+                     [&](auto in) { return dispatch<walk_detail::ScanPassFor<decltype(in), Test>>(src, r, test); });
 }
 
 // How many pixels of `r` pass `test` (a pure bool(Rgb)).
@@ -331,7 +452,7 @@ uint32_t count(PictureEditor& src, Rect r, const Test& test) {
   r.y1 = std::min(r.y1, src.height);
   if (r.empty()) return 0;
   return with_layout(src.pixelFormat,
-                     [&](auto in) { return dispatch<walk_detail::CountPass<decltype(in), Test>>(src, r, test); });
+                     [&](auto in) { return dispatch<walk_detail::CountPassFor<decltype(in), Test>>(src, r, test); });
 }
 
 // Adds every pixel of `r` to counts[0][R], counts[1][G] and counts[2][B].
