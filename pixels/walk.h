@@ -64,9 +64,11 @@ concept PassesEight = requires(const Test& test, __m256i words) {
 // the bytes at bit offsets `toR`, `toG` and `toB` of that word; the fourth byte
 // keeps its own.
 template <class In>
-[[gnu::always_inline, gnu::target("avx2,bmi,bmi2,popcnt")]] inline __m256i byte_shuffle(uint32_t toR, uint32_t toG, uint32_t toB) {
+[[gnu::always_inline, gnu::target("avx2,bmi,bmi2,popcnt")]] inline __m256i byte_shuffle(uint32_t toR, uint32_t toG,
+                                                                                       uint32_t toB) {
   const uint32_t other = 6 - (In::kRed + In::kGreen + In::kBlue) / 8;
-  const uint32_t word = (toR / 8) << In::kRed | (toG / 8) << In::kGreen | (toB / 8) << In::kBlue | other << (8 * other);
+  const uint32_t word =
+      (toR / 8) << In::kRed | (toG / 8) << In::kGreen | (toB / 8) << In::kBlue | other << (8 * other);
   const auto at = [word](uint32_t w) { return static_cast<int>(word + 0x04040404u * w); };
   return _mm256_setr_epi32(at(0), at(1), at(2), at(3), at(0), at(1), at(2), at(3));
 }
@@ -215,6 +217,24 @@ struct WordPass {
   }
 };
 
+#if defined(__x86_64__)
+// A scan or count pass with code of its own for AVX2 and AVX-512: its
+// `eights`, for tests that judge eight words at once.
+template <class Pass, class Test>
+struct WithEights : Pass {
+  using Result = decltype(Pass::run(std::declval<PictureEditor&>(), std::declval<const Rect&>(),
+                                    std::declval<const Test&>()));
+  [[gnu::target("avx2,bmi,bmi2,popcnt")]]
+  static Result avx2(PictureEditor& src, const Rect& r, const Test& test) {
+    return Pass::eights(src, r, test);
+  }
+  [[gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]]
+  static Result avx512(PictureEditor& src, const Rect& r, const Test& test) {
+    return Pass::eights(src, r, test);
+  }
+};
+#endif
+
 // The test is pure, so a whole block is tested before looking: the first pixel
 // that fails lies in the first block that holds one, and the walk stops on its row.
 template <class In, class Test>
@@ -234,13 +254,11 @@ struct ScanPass {
     return true;
   }
 
-};
 
 #if defined(__x86_64__)
-// With code of its own for AVX2 and AVX-512 when the test judges eight words at once.
-template <class In, class Test>
-struct ScanPassEights : ScanPass<In, Test> {
-  [[gnu::always_inline, gnu::target("avx2,bmi,bmi2,popcnt")]] static bool eights(PictureEditor& src, const Rect& r, const Test& test)
+  [[gnu::always_inline, gnu::target("avx2,bmi,bmi2,popcnt")]] static bool eights(PictureEditor& src, const Rect& r,
+                                                                                 const Test& test)
+    requires PassesEight<Test, In>
   {
     src.AdvanceRows(r.y0);
     for (int32_t row = r.y0; row < r.y1; ++row) {
@@ -261,21 +279,14 @@ struct ScanPassEights : ScanPass<In, Test> {
     }
     return true;
   }
-  [[gnu::target("avx2,bmi,bmi2,popcnt")]] static bool avx2(PictureEditor& src, const Rect& r, const Test& test)
-  {
-    return eights(src, r, test);
-  }
-  [[gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]] static bool avx512(PictureEditor& src, const Rect& r, const Test& test)
-  {
-    return eights(src, r, test);
-  }
-};
 #endif
+};
+
 
 template <class In, class Test>
 using ScanPassFor =
 #if defined(__x86_64__)
-    std::conditional_t<PassesEight<Test, In>, ScanPassEights<In, Test>, ScanPass<In, Test>>;
+    std::conditional_t<PassesEight<Test, In>, WithEights<ScanPass<In, Test>, Test>, ScanPass<In, Test>>;
 #else
     ScanPass<In, Test>;
 #endif
@@ -293,14 +304,11 @@ struct CountPass {
     return count;
   }
 
-};
 
 #if defined(__x86_64__)
-// With code of its own for AVX2 and AVX-512 when the test judges eight words at once.
-template <class In, class Test>
-struct CountPassEights : CountPass<In, Test> {
-  // Each lane subtracts its all-ones passes; lanes wrap like the 32-bit total.
-  [[gnu::always_inline, gnu::target("avx2,bmi,bmi2,popcnt")]] static uint32_t eights(PictureEditor& src, const Rect& r, const Test& test)
+  [[gnu::always_inline, gnu::target("avx2,bmi,bmi2,popcnt")]] static uint32_t eights(PictureEditor& src, const Rect& r,
+                                                                                     const Test& test)
+    requires PassesEight<Test, In>
   {
     src.AdvanceRows(r.y0);
     __m256i lanes = _mm256_setzero_si256();
@@ -320,21 +328,14 @@ struct CountPassEights : CountPass<In, Test> {
     for (uint32_t sum : sums) count += sum;
     return count;
   }
-  [[gnu::target("avx2,bmi,bmi2,popcnt")]] static uint32_t avx2(PictureEditor& src, const Rect& r, const Test& test)
-  {
-    return eights(src, r, test);
-  }
-  [[gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]] static uint32_t avx512(PictureEditor& src, const Rect& r, const Test& test)
-  {
-    return eights(src, r, test);
-  }
-};
 #endif
+};
+
 
 template <class In, class Test>
 using CountPassFor =
 #if defined(__x86_64__)
-    std::conditional_t<PassesEight<Test, In>, CountPassEights<In, Test>, CountPass<In, Test>>;
+    std::conditional_t<PassesEight<Test, In>, WithEights<CountPass<In, Test>, Test>, CountPass<In, Test>>;
 #else
     CountPass<In, Test>;
 #endif
