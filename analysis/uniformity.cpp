@@ -57,6 +57,16 @@ struct TolerantGray {
 #endif
 };
 
+#if defined(__x86_64__)
+// Lanes all ones where some R, G or B byte is 30 or more.
+template <class In>
+[[gnu::always_inline, gnu::target("avx2,bmi,bmi2,popcnt")]] inline __m256i lit8(__m256i w) {
+  const __m256i channels = _mm256_and_si256(w, _mm256_set1_epi32(static_cast<int>(kChannelBits<In>)));
+  const __m256i dark = _mm256_cmpeq_epi32(_mm256_subs_epu8(channels, _mm256_set1_epi8(29)), _mm256_setzero_si256());
+  return _mm256_xor_si256(dark, _mm256_set1_epi32(-1));
+}
+#endif
+
 // not near black (some channel 30 or more), and G differs from R or B by more than t
 struct Coloured {
   int32_t t;
@@ -66,20 +76,31 @@ struct Coloured {
     const int32_t dGB = int32_t(c.g) - int32_t(c.b);
     return considered & ((dGR > t) | (dGB > t) | (dGR < -t) | (dGB < -t));
   }
+};
+
+// Coloured for a t of 0 to 255: R and B bytes against G, a distance above t,
+// and some channel byte above 29 (a word is zero when either part is).
+struct ColouredApart : Coloured {
 #if defined(__x86_64__)
-  // R and B bytes against G: a distance above t, or any when t is negative;
-  // and some channel byte above 29.
   template <class In>
   [[gnu::always_inline, gnu::target("avx2,bmi,bmi2,popcnt")]] __m256i pass8(__m256i w) const {
-    const __m256i zero = _mm256_setzero_si256();
     const __m256i g = _mm256_shuffle_epi8(w, byte_shuffle<In>(In::kGreen, In::kGreen, In::kGreen));
     const __m256i apart = _mm256_sub_epi8(_mm256_max_epu8(w, g), _mm256_min_epu8(w, g));
-    const __m256i over = _mm256_or_si256(_mm256_subs_epu8(apart, _mm256_set1_epi8(static_cast<char>(std::max(t, 0)))),
-                                         _mm256_set1_epi32(t < 0 ? 1 : 0));
-    const __m256i lit = _mm256_subs_epu8(_mm256_and_si256(w, _mm256_set1_epi32(static_cast<int>(kChannelBits<In>))),
-                                         _mm256_set1_epi8(29));
-    const __m256i dull = _mm256_or_si256(_mm256_cmpeq_epi32(over, zero), _mm256_cmpeq_epi32(lit, zero));
+    const __m256i over = _mm256_subs_epu8(apart, _mm256_set1_epi8(static_cast<char>(t)));
+    const __m256i channels = _mm256_and_si256(w, _mm256_set1_epi32(static_cast<int>(kChannelBits<In>)));
+    const __m256i lit = _mm256_subs_epu8(channels, _mm256_set1_epi8(29));
+    const __m256i dull = _mm256_cmpeq_epi32(_mm256_min_epu32(over, lit), _mm256_setzero_si256());
     return _mm256_xor_si256(dull, _mm256_set1_epi32(-1));
+  }
+#endif
+};
+
+// Coloured for a negative t: every G passes, so only the brightness counts.
+struct ColouredAny : Coloured {
+#if defined(__x86_64__)
+  template <class In>
+  [[gnu::always_inline, gnu::target("avx2,bmi,bmi2,popcnt")]] __m256i pass8(__m256i w) const {
+    return lit8<In>(w);
   }
 #endif
 };
@@ -122,7 +143,8 @@ double ColornessZRK(REALpicture picture, int32_t threshold) {
   // Differences lie in -255..255: any negative threshold passes every pixel and
   // 255 or more none, so the clamped threshold decides alike and negates safely.
   const int32_t t = std::clamp(threshold, -1, 255);
-  const uint32_t coloured = count(reader, Rect{0, 0, reader.width, reader.height}, Coloured{t});
+  const Rect all{0, 0, reader.width, reader.height};
+  const uint32_t coloured = t < 0 ? count(reader, all, ColouredAny{{t}}) : count(reader, all, ColouredApart{{t}});
   // Counter and pixel count are 32-bit signed, as the host's programs see them;
   // an empty picture divides 0 by 0.
   const auto pixels = static_cast<int32_t>(static_cast<uint32_t>(reader.width) * static_cast<uint32_t>(reader.height));
