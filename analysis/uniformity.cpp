@@ -15,6 +15,20 @@
 namespace picture {
 namespace {
 
+#if defined(__x86_64__)
+// Per byte, how far the distance between w and p exceeds t (0 when it does not).
+[[gnu::always_inline, gnu::target("avx2,bmi,bmi2,popcnt")]] inline __m256i beyond8(__m256i w, __m256i p, int32_t t) {
+  const __m256i apart = _mm256_sub_epi8(_mm256_max_epu8(w, p), _mm256_min_epu8(w, p));
+  return _mm256_subs_epu8(apart, _mm256_set1_epi8(static_cast<char>(t)));
+}
+
+[[gnu::always_inline, gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]]
+inline __m512i beyond16(__m512i w, __m512i p, int32_t t) {
+  const __m512i apart = _mm512_sub_epi8(_mm512_max_epu8(w, p), _mm512_min_epu8(w, p));
+  return _mm512_subs_epu8(apart, _mm512_set1_epi8(static_cast<char>(t)));
+}
+#endif
+
 // R = G = B = 0
 struct Black {
   bool operator()(Rgb c) const { return (c.r | c.g | c.b) == 0; }
@@ -34,6 +48,11 @@ struct ExactGray {
   [[gnu::always_inline, gnu::target("avx2,bmi,bmi2,popcnt")]] __m256i pass8(__m256i w) const {
     return _mm256_cmpeq_epi32(w, _mm256_shuffle_epi8(w, byte_shuffle<In>(In::kGreen, In::kBlue, In::kRed)));
   }
+  template <class In>
+  [[gnu::always_inline, gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]]
+  __mmask16 pass16(__m512i w) const {
+    return _mm512_cmpeq_epi32_mask(w, _mm512_shuffle_epi8(w, byte_shuffle16<In>(In::kGreen, In::kBlue, In::kRed)));
+  }
 #endif
 };
 
@@ -50,9 +69,15 @@ struct TolerantGray {
   template <class In>
   [[gnu::always_inline, gnu::target("avx2,bmi,bmi2,popcnt")]] __m256i pass8(__m256i w) const {
     const __m256i p = _mm256_shuffle_epi8(w, byte_shuffle<In>(In::kGreen, In::kBlue, In::kRed));
-    const __m256i apart = _mm256_sub_epi8(_mm256_max_epu8(w, p), _mm256_min_epu8(w, p));
-    const __m256i over = _mm256_subs_epu8(apart, _mm256_set1_epi8(static_cast<char>(t)));
+    const __m256i over = beyond8(w, p, t);
     return _mm256_cmpeq_epi32(over, _mm256_setzero_si256());
+  }
+  template <class In>
+  [[gnu::always_inline, gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]]
+  __mmask16 pass16(__m512i w) const {
+    const __m512i p = _mm512_shuffle_epi8(w, byte_shuffle16<In>(In::kGreen, In::kBlue, In::kRed));
+    const __m512i over = beyond16(w, p, t);
+    return _mm512_testn_epi32_mask(over, over);
   }
 #endif
 };
@@ -85,12 +110,20 @@ struct ColouredApart : Coloured {
   template <class In>
   [[gnu::always_inline, gnu::target("avx2,bmi,bmi2,popcnt")]] __m256i pass8(__m256i w) const {
     const __m256i g = _mm256_shuffle_epi8(w, byte_shuffle<In>(In::kGreen, In::kGreen, In::kGreen));
-    const __m256i apart = _mm256_sub_epi8(_mm256_max_epu8(w, g), _mm256_min_epu8(w, g));
-    const __m256i over = _mm256_subs_epu8(apart, _mm256_set1_epi8(static_cast<char>(t)));
+    const __m256i over = beyond8(w, g, t);
     const __m256i channels = _mm256_and_si256(w, _mm256_set1_epi32(static_cast<int>(kChannelBits<In>)));
     const __m256i lit = _mm256_subs_epu8(channels, _mm256_set1_epi8(29));
     const __m256i dull = _mm256_cmpeq_epi32(_mm256_min_epu32(over, lit), _mm256_setzero_si256());
     return _mm256_xor_si256(dull, _mm256_set1_epi32(-1));
+  }
+  template <class In>
+  [[gnu::always_inline, gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]]
+  __mmask16 pass16(__m512i w) const {
+    const __m512i g = _mm512_shuffle_epi8(w, byte_shuffle16<In>(In::kGreen, In::kGreen, In::kGreen));
+    const __m512i over = beyond16(w, g, t);
+    const __m512i channels = _mm512_and_si512(w, _mm512_set1_epi32(static_cast<int>(kChannelBits<In>)));
+    const __m512i lit = _mm512_subs_epu8(channels, _mm512_set1_epi8(29));
+    return _mm512_mask_test_epi32_mask(_mm512_test_epi32_mask(lit, lit), over, over);
   }
 #endif
 };
@@ -101,6 +134,13 @@ struct ColouredAny : Coloured {
   template <class In>
   [[gnu::always_inline, gnu::target("avx2,bmi,bmi2,popcnt")]] __m256i pass8(__m256i w) const {
     return lit8<In>(w);
+  }
+  template <class In>
+  [[gnu::always_inline, gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]]
+  __mmask16 pass16(__m512i w) const {
+    const __m512i channels = _mm512_and_si512(w, _mm512_set1_epi32(static_cast<int>(kChannelBits<In>)));
+    const __m512i lit = _mm512_subs_epu8(channels, _mm512_set1_epi8(29));
+    return _mm512_test_epi32_mask(lit, lit);
   }
 #endif
 };

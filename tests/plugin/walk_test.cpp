@@ -238,6 +238,13 @@ struct RedBelowEights : RedBelow {
     const __m256i over = _mm256_subs_epu8(red, _mm256_set1_epi8(static_cast<char>(bound - 1)));
     return _mm256_cmpeq_epi32(over, _mm256_setzero_si256());
   }
+  template <class In>
+  [[gnu::always_inline, gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]]
+  __mmask16 pass16(__m512i w) const {
+    const __m512i red = _mm512_and_si512(w, _mm512_set1_epi32(static_cast<int>(255u << In::kRed)));
+    const __m512i over = _mm512_subs_epu8(red, _mm512_set1_epi8(static_cast<char>(bound - 1)));
+    return _mm512_testn_epi32_mask(over, over);
+  }
 #endif
 };
 
