@@ -64,6 +64,22 @@ class BlockHolds {
 struct SameColour {
   Rgb want;
   bool operator()(Rgb c) const { return (c.r == want.r) & (c.g == want.g) & (c.b == want.b); }
+#if defined(__x86_64__)
+  // Whole words under the channel mask.
+  template <class In>
+  [[gnu::always_inline, gnu::target("avx2,bmi,bmi2,popcnt")]] __m256i pass8(__m256i w) const {
+    const uint32_t word = want.r << In::kRed | want.g << In::kGreen | want.b << In::kBlue;
+    return _mm256_cmpeq_epi32(_mm256_and_si256(w, _mm256_set1_epi32(static_cast<int>(kChannelBits<In>))),
+                              _mm256_set1_epi32(static_cast<int>(word)));
+  }
+  template <class In>
+  [[gnu::always_inline, gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]]
+  __mmask16 pass16(__m512i w) const {
+    const uint32_t word = want.r << In::kRed | want.g << In::kGreen | want.b << In::kBlue;
+    return _mm512_cmpeq_epi32_mask(_mm512_and_si512(w, _mm512_set1_epi32(static_cast<int>(kChannelBits<In>))),
+                                   _mm512_set1_epi32(static_cast<int>(word)));
+  }
+#endif
 };
 
 // v -> the byte at v of a caller's table

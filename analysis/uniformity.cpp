@@ -15,6 +15,20 @@
 namespace picture {
 namespace {
 
+#if defined(__x86_64__)
+// Per byte, how far the distance between w and p exceeds t (0 when it does not).
+[[gnu::always_inline, gnu::target("avx2,bmi,bmi2,popcnt")]] inline __m256i beyond8(__m256i w, __m256i p, int32_t t) {
+  const __m256i apart = _mm256_sub_epi8(_mm256_max_epu8(w, p), _mm256_min_epu8(w, p));
+  return _mm256_subs_epu8(apart, _mm256_set1_epi8(static_cast<char>(t)));
+}
+
+[[gnu::always_inline, gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]]
+inline __m512i beyond16(__m512i w, __m512i p, int32_t t) {
+  const __m512i apart = _mm512_sub_epi8(_mm512_max_epu8(w, p), _mm512_min_epu8(w, p));
+  return _mm512_subs_epu8(apart, _mm512_set1_epi8(static_cast<char>(t)));
+}
+#endif
+
 // R = G = B = 0
 struct Black {
   bool operator()(Rgb c) const { return (c.r | c.g | c.b) == 0; }
@@ -28,6 +42,18 @@ struct White {
 // R = G = B
 struct ExactGray {
   bool operator()(Rgb c) const { return (c.r == c.g) & (c.g == c.b); }
+#if defined(__x86_64__)
+  // Each word against itself with R, G, B rotated.
+  template <class In>
+  [[gnu::always_inline, gnu::target("avx2,bmi,bmi2,popcnt")]] __m256i pass8(__m256i w) const {
+    return _mm256_cmpeq_epi32(w, _mm256_shuffle_epi8(w, byte_shuffle<In>(In::kGreen, In::kBlue, In::kRed)));
+  }
+  template <class In>
+  [[gnu::always_inline, gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]]
+  __mmask16 pass16(__m512i w) const {
+    return _mm512_cmpeq_epi32_mask(w, _mm512_shuffle_epi8(w, byte_shuffle16<In>(In::kGreen, In::kBlue, In::kRed)));
+  }
+#endif
 };
 
 // |R - G|, |R - B| and |G - B| each at most t
@@ -38,7 +64,33 @@ struct TolerantGray {
     const bool rg = near(c.r, c.g, t), rb = near(c.r, c.b, t), gb = near(c.g, c.b, t);
     return rg & rb & gb;
   }
+#if defined(__x86_64__)
+  // R, G, B bytes against G, B, R: per-byte distances, none above t.
+  template <class In>
+  [[gnu::always_inline, gnu::target("avx2,bmi,bmi2,popcnt")]] __m256i pass8(__m256i w) const {
+    const __m256i p = _mm256_shuffle_epi8(w, byte_shuffle<In>(In::kGreen, In::kBlue, In::kRed));
+    const __m256i over = beyond8(w, p, t);
+    return _mm256_cmpeq_epi32(over, _mm256_setzero_si256());
+  }
+  template <class In>
+  [[gnu::always_inline, gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]]
+  __mmask16 pass16(__m512i w) const {
+    const __m512i p = _mm512_shuffle_epi8(w, byte_shuffle16<In>(In::kGreen, In::kBlue, In::kRed));
+    const __m512i over = beyond16(w, p, t);
+    return _mm512_testn_epi32_mask(over, over);
+  }
+#endif
 };
+
+#if defined(__x86_64__)
+// Lanes all ones where some R, G or B byte is 30 or more.
+template <class In>
+[[gnu::always_inline, gnu::target("avx2,bmi,bmi2,popcnt")]] inline __m256i lit8(__m256i w) {
+  const __m256i channels = _mm256_and_si256(w, _mm256_set1_epi32(static_cast<int>(kChannelBits<In>)));
+  const __m256i dark = _mm256_cmpeq_epi32(_mm256_subs_epu8(channels, _mm256_set1_epi8(29)), _mm256_setzero_si256());
+  return _mm256_xor_si256(dark, _mm256_set1_epi32(-1));
+}
+#endif
 
 // not near black (some channel 30 or more), and G differs from R or B by more than t
 struct Coloured {
@@ -49,6 +101,48 @@ struct Coloured {
     const int32_t dGB = int32_t(c.g) - int32_t(c.b);
     return considered & ((dGR > t) | (dGB > t) | (dGR < -t) | (dGB < -t));
   }
+};
+
+// Coloured for a t of 0 to 255: R and B bytes against G, a distance above t,
+// and some channel byte above 29 (a word is zero when either part is).
+struct ColouredApart : Coloured {
+#if defined(__x86_64__)
+  template <class In>
+  [[gnu::always_inline, gnu::target("avx2,bmi,bmi2,popcnt")]] __m256i pass8(__m256i w) const {
+    const __m256i g = _mm256_shuffle_epi8(w, byte_shuffle<In>(In::kGreen, In::kGreen, In::kGreen));
+    const __m256i over = beyond8(w, g, t);
+    const __m256i channels = _mm256_and_si256(w, _mm256_set1_epi32(static_cast<int>(kChannelBits<In>)));
+    const __m256i lit = _mm256_subs_epu8(channels, _mm256_set1_epi8(29));
+    const __m256i dull = _mm256_cmpeq_epi32(_mm256_min_epu32(over, lit), _mm256_setzero_si256());
+    return _mm256_xor_si256(dull, _mm256_set1_epi32(-1));
+  }
+  template <class In>
+  [[gnu::always_inline, gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]]
+  __mmask16 pass16(__m512i w) const {
+    const __m512i g = _mm512_shuffle_epi8(w, byte_shuffle16<In>(In::kGreen, In::kGreen, In::kGreen));
+    const __m512i over = beyond16(w, g, t);
+    const __m512i channels = _mm512_and_si512(w, _mm512_set1_epi32(static_cast<int>(kChannelBits<In>)));
+    const __m512i lit = _mm512_subs_epu8(channels, _mm512_set1_epi8(29));
+    return _mm512_mask_test_epi32_mask(_mm512_test_epi32_mask(lit, lit), over, over);
+  }
+#endif
+};
+
+// Coloured for a negative t: every G passes, so only the brightness counts.
+struct ColouredAny : Coloured {
+#if defined(__x86_64__)
+  template <class In>
+  [[gnu::always_inline, gnu::target("avx2,bmi,bmi2,popcnt")]] __m256i pass8(__m256i w) const {
+    return lit8<In>(w);
+  }
+  template <class In>
+  [[gnu::always_inline, gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]]
+  __mmask16 pass16(__m512i w) const {
+    const __m512i channels = _mm512_and_si512(w, _mm512_set1_epi32(static_cast<int>(kChannelBits<In>)));
+    const __m512i lit = _mm512_subs_epu8(channels, _mm512_set1_epi8(29));
+    return _mm512_test_epi32_mask(lit, lit);
+  }
+#endif
 };
 
 template <class Test>
@@ -89,7 +183,8 @@ double ColornessZRK(REALpicture picture, int32_t threshold) {
   // Differences lie in -255..255: any negative threshold passes every pixel and
   // 255 or more none, so the clamped threshold decides alike and negates safely.
   const int32_t t = std::clamp(threshold, -1, 255);
-  const uint32_t coloured = count(reader, Rect{0, 0, reader.width, reader.height}, Coloured{t});
+  const Rect all{0, 0, reader.width, reader.height};
+  const uint32_t coloured = t < 0 ? count(reader, all, ColouredAny{{t}}) : count(reader, all, ColouredApart{{t}});
   // Counter and pixel count are 32-bit signed, as the host's programs see them;
   // an empty picture divides 0 by 0.
   const auto pixels = static_cast<int32_t>(static_cast<uint32_t>(reader.width) * static_cast<uint32_t>(reader.height));

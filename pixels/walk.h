@@ -16,10 +16,14 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 #include <utility>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
+#endif
+#if defined(__x86_64__)
+#include <immintrin.h>
 #endif
 
 #include "pixels/isa.h"
@@ -44,6 +48,55 @@ inline Rect ClipRect(int32_t left, int32_t top, int32_t width, int32_t height, i
   return Rect{std::max(left, 0), std::max(top, 0), static_cast<int32_t>(std::max<int64_t>(right, 0)),
               static_cast<int32_t>(std::max<int64_t>(bottom, 0))};
 }
+
+#if defined(__x86_64__)
+// A test that can also judge the bytes of eight words at once declares
+// `pass8<In>(words)` for AVX2: each 32-bit lane all ones where that pixel
+// passes, zero where it fails. The scan and count passes then use it for whole
+// groups of eight and the per-pixel test for the rest of a block.
+template <class Test, class In>
+concept PassesEight = requires(const Test& test, __m256i words) {
+  In::kRed;
+  test.template pass8<In>(words);
+};
+
+// For pass8: the byte shuffle that fills the R, G and B bytes of each word from
+// the bytes at bit offsets `toR`, `toG` and `toB` of that word; the fourth byte
+// keeps its own. `shuffle_word(w)` is the control of word w of a 16-byte lane.
+template <class In>
+constexpr int shuffle_word(uint32_t toR, uint32_t toG, uint32_t toB, uint32_t w) {
+  const uint32_t other = 6 - (In::kRed + In::kGreen + In::kBlue) / 8;
+  const uint32_t word =
+      (toR / 8) << In::kRed | (toG / 8) << In::kGreen | (toB / 8) << In::kBlue | other << (8 * other);
+  return static_cast<int>(word + 0x04040404u * w);
+}
+
+template <class In>
+[[gnu::always_inline, gnu::target("avx2,bmi,bmi2,popcnt")]] inline __m256i byte_shuffle(uint32_t toR, uint32_t toG,
+                                                                                       uint32_t toB) {
+  const auto at = [=](uint32_t w) { return shuffle_word<In>(toR, toG, toB, w); };
+  return _mm256_setr_epi32(at(0), at(1), at(2), at(3), at(0), at(1), at(2), at(3));
+}
+
+// The same for AVX-512: a test that also declares `pass16<In>(words)` gives a
+// mask bit per word of sixteen, set where that pixel passes.
+template <class Test, class In>
+concept PassesSixteen = PassesEight<Test, In> && requires(const Test& test, __m512i words) {
+  test.template pass16<In>(words);
+};
+
+template <class In>
+[[gnu::always_inline, gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]]
+inline __m512i byte_shuffle16(uint32_t toR, uint32_t toG, uint32_t toB) {
+  const auto at = [=](uint32_t w) { return shuffle_word<In>(toR, toG, toB, w); };
+  return _mm512_setr_epi32(at(0), at(1), at(2), at(3), at(0), at(1), at(2), at(3), at(0), at(1), at(2), at(3), at(0),
+                           at(1), at(2), at(3));
+}
+
+// The R, G and B bits of a word.
+template <class In>
+inline constexpr uint32_t kChannelBits = 255u << In::kRed | 255u << In::kGreen | 255u << In::kBlue;
+#endif
 
 namespace walk_detail {
 
@@ -184,25 +237,100 @@ struct WordPass {
   }
 };
 
+#if defined(__x86_64__)
+// A scan or count pass with code of its own for AVX2 and AVX-512: its
+// `eights`, for tests that judge eight words at once, and its `sixteens` under
+// AVX-512 when the test also judges sixteen.
+template <class Pass, class Test>
+struct WithEights : Pass {
+  using Result = decltype(Pass::run(std::declval<PictureEditor&>(), std::declval<const Rect&>(),
+                                    std::declval<const Test&>()));
+  [[gnu::target("avx2,bmi,bmi2,popcnt")]]
+  static Result avx2(PictureEditor& src, const Rect& r, const Test& test) {
+    return Pass::eights(src, r, test);
+  }
+  [[gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]]
+  static Result avx512(PictureEditor& src, const Rect& r, const Test& test) {
+    if constexpr (requires { Pass::sixteens(src, r, test); }) {
+      return Pass::sixteens(src, r, test);
+    } else {
+      return Pass::eights(src, r, test);
+    }
+  }
+};
+#endif
+
 // The test is pure, so a whole block is tested before looking: the first pixel
 // that fails lies in the first block that holds one, and the walk stops on its row.
 template <class In, class Test>
 struct ScanPass {
-  [[gnu::always_inline]] static bool run(PictureEditor& src, const Rect& r, const Test& test) {
+  // Rows by blocks: `groups` tests whole groups of words from i on, moving i
+  // past them (a call per block), and the per-pixel test takes the rest.
+  template <auto groups>
+  [[gnu::always_inline]] static bool blocks(PictureEditor& src, const Rect& r, const Test& test) {
     src.AdvanceRows(r.y0);
     for (int32_t row = r.y0; row < r.y1; ++row) {
       const uint32_t* s = src.rowPtr;
       for (int32_t x = r.x0; x < r.x1; x += kBlock) {
         const int32_t end = std::min(x + kBlock, r.x1);
-        uint32_t failed = 0;
-        for (int32_t i = x; i < end; ++i) failed |= !test(In::load(s + i));
+        int32_t i = x;
+        uint32_t failed = groups(s, i, end, test);
+        for (; i < end; ++i) failed |= !test(In::load(s + i));
         if (failed != 0) return false;
       }
       src.NextRow();
     }
     return true;
   }
+
+  [[gnu::always_inline]] static uint32_t none(const uint32_t*, int32_t&, int32_t, const Test&) { return 0; }
+
+  [[gnu::always_inline]] static bool run(PictureEditor& src, const Rect& r, const Test& test) {
+    return blocks<none>(src, r, test);
+  }
+
+#if defined(__x86_64__)
+  [[gnu::target("avx2,bmi,bmi2,popcnt")]] static uint32_t by8(const uint32_t* s, int32_t& i, int32_t end,
+                                                               const Test& test) {
+    __m256i passed = _mm256_set1_epi32(-1);
+    for (; i + 8 <= end; i += 8) {
+      const __m256i words = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + i));
+      passed = _mm256_and_si256(passed, test.template pass8<In>(words));
+    }
+    return _mm256_testc_si256(passed, _mm256_set1_epi32(-1)) ? 0 : 1;
+  }
+
+  [[gnu::always_inline, gnu::target("avx2,bmi,bmi2,popcnt")]]
+  static bool eights(PictureEditor& src, const Rect& r, const Test& test)
+    requires PassesEight<Test, In>
+  {
+    return blocks<by8>(src, r, test);
+  }
+
+  [[gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]]
+  static uint32_t by16(const uint32_t* s, int32_t& i, int32_t end, const Test& test) {
+    __mmask16 passed = 0xFFFF;
+    for (; i + 16 <= end; i += 16) passed &= test.template pass16<In>(_mm512_loadu_si512(s + i));
+    return passed != 0xFFFF ? 1 : 0;
+  }
+
+  [[gnu::always_inline, gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]]
+  static bool sixteens(PictureEditor& src, const Rect& r, const Test& test)
+    requires PassesSixteen<Test, In>
+  {
+    return blocks<by16>(src, r, test);
+  }
+#endif
 };
+
+
+template <class In, class Test>
+using ScanPassFor =
+#if defined(__x86_64__)
+    std::conditional_t<PassesEight<Test, In>, WithEights<ScanPass<In, Test>, Test>, ScanPass<In, Test>>;
+#else
+    ScanPass<In, Test>;
+#endif
 
 template <class In, class Test>
 struct CountPass {
@@ -216,7 +344,61 @@ struct CountPass {
     }
     return count;
   }
+
+
+#if defined(__x86_64__)
+  [[gnu::always_inline, gnu::target("avx2,bmi,bmi2,popcnt")]] static uint32_t eights(PictureEditor& src, const Rect& r,
+                                                                                     const Test& test)
+    requires PassesEight<Test, In>
+  {
+    src.AdvanceRows(r.y0);
+    __m256i lanes = _mm256_setzero_si256();
+    uint32_t count = 0;
+    for (int32_t row = r.y0; row < r.y1; ++row) {
+      const uint32_t* s = src.rowPtr;
+      int32_t x = r.x0;
+      for (; x + 8 <= r.x1; x += 8) {
+        const __m256i words = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + x));
+        lanes = _mm256_sub_epi32(lanes, test.template pass8<In>(words));
+      }
+      for (; x < r.x1; ++x) count += test(In::load(s + x)) ? 1 : 0;
+      src.NextRow();
+    }
+    alignas(32) uint32_t sums[8];
+    _mm256_store_si256(reinterpret_cast<__m256i*>(sums), lanes);
+    for (uint32_t sum : sums) count += sum;
+    return count;
+  }
+
+  [[gnu::always_inline, gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]]
+  static uint32_t sixteens(PictureEditor& src, const Rect& r, const Test& test)
+    requires PassesSixteen<Test, In>
+  {
+    src.AdvanceRows(r.y0);
+    uint32_t count = 0;
+    for (int32_t row = r.y0; row < r.y1; ++row) {
+      const uint32_t* s = src.rowPtr;
+      int32_t x = r.x0;
+      for (; x + 16 <= r.x1; x += 16) {
+        const __mmask16 passed = test.template pass16<In>(_mm512_loadu_si512(s + x));
+        count += static_cast<uint32_t>(std::popcount(static_cast<uint32_t>(passed)));
+      }
+      for (; x < r.x1; ++x) count += test(In::load(s + x)) ? 1 : 0;
+      src.NextRow();
+    }
+    return count;
+  }
+#endif
 };
+
+
+template <class In, class Test>
+using CountPassFor =
+#if defined(__x86_64__)
+    std::conditional_t<PassesEight<Test, In>, WithEights<CountPass<In, Test>, Test>, CountPass<In, Test>>;
+#else
+    CountPass<In, Test>;
+#endif
 
 // Four interleaved tallies, so that runs of one value do not wait on each
 // other. A family whose channels are bytes is counted from its bytes in memory.
@@ -321,7 +503,7 @@ bool scan(PictureEditor& src, Rect r, const Test& test) {
   r.y1 = std::min(r.y1, src.height);
   if (r.empty()) return true;
   return with_layout(src.pixelFormat,
-                     [&](auto in) { return dispatch<walk_detail::ScanPass<decltype(in), Test>>(src, r, test); });
+                     [&](auto in) { return dispatch<walk_detail::ScanPassFor<decltype(in), Test>>(src, r, test); });
 }
 
 // How many pixels of `r` pass `test` (a pure bool(Rgb)).
@@ -331,7 +513,7 @@ uint32_t count(PictureEditor& src, Rect r, const Test& test) {
   r.y1 = std::min(r.y1, src.height);
   if (r.empty()) return 0;
   return with_layout(src.pixelFormat,
-                     [&](auto in) { return dispatch<walk_detail::CountPass<decltype(in), Test>>(src, r, test); });
+                     [&](auto in) { return dispatch<walk_detail::CountPassFor<decltype(in), Test>>(src, r, test); });
 }
 
 // Adds every pixel of `r` to counts[0][R], counts[1][G] and counts[2][B].

@@ -229,6 +229,25 @@ struct RedBelow {
   bool operator()(Rgb c) const { return c.r < bound; }
 };
 
+// The same rule with a form for eight words, as the byte-wise tests have.
+struct RedBelowEights : RedBelow {
+#if defined(__x86_64__)
+  template <class In>
+  [[gnu::always_inline, gnu::target("avx2,bmi,bmi2,popcnt")]] __m256i pass8(__m256i w) const {
+    const __m256i red = _mm256_and_si256(w, _mm256_set1_epi32(static_cast<int>(255u << In::kRed)));
+    const __m256i over = _mm256_subs_epu8(red, _mm256_set1_epi8(static_cast<char>(bound - 1)));
+    return _mm256_cmpeq_epi32(over, _mm256_setzero_si256());
+  }
+  template <class In>
+  [[gnu::always_inline, gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]]
+  __mmask16 pass16(__m512i w) const {
+    const __m512i red = _mm512_and_si512(w, _mm512_set1_epi32(static_cast<int>(255u << In::kRed)));
+    const __m512i over = _mm512_subs_epu8(red, _mm512_set1_epi8(static_cast<char>(bound - 1)));
+    return _mm512_testn_epi32_mask(over, over);
+  }
+#endif
+};
+
 TEST(ScanWalker, StopsOnTheRowOfTheFirstFailureAndCountsAsThePerPixelRule) {
   for_each_variant([] {
     std::mt19937 rng(3);
@@ -259,15 +278,19 @@ TEST(ScanWalker, StopsOnTheRowOfTheFirstFailureAndCountsAsThePerPixelRule) {
             wantCount += RedBelow{128}(reference_load(format, src.Row(y)[x]));
           }
         }
-        PictureEditor reader;
-        src.Attach(reader);
-        EXPECT_EQ(scan(reader, r, RedBelow{255}), wantRow < 0) << format << " width " << width;
-        if (wantRow >= 0) {
-          EXPECT_EQ(reader.y, wantRow) << format << " width " << width;
-        }
-        PictureEditor counter;
-        src.Attach(counter);
-        EXPECT_EQ(count(counter, r, RedBelow{128}), wantCount) << format << " width " << width;
+        const auto check = [&](auto fails255, auto half, const char* form) {
+          PictureEditor reader;
+          src.Attach(reader);
+          EXPECT_EQ(scan(reader, r, fails255), wantRow < 0) << format << " width " << width << form;
+          if (wantRow >= 0) {
+            EXPECT_EQ(reader.y, wantRow) << format << " width " << width << form;
+          }
+          PictureEditor counter;
+          src.Attach(counter);
+          EXPECT_EQ(count(counter, r, half), wantCount) << format << " width " << width << form;
+        };
+        check(RedBelow{255}, RedBelow{128}, "");
+        check(RedBelowEights{{255}}, RedBelowEights{{128}}, " by eights");
       }
       Surface empty(format, 5, 4);
       PictureEditor again;
