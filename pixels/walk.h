@@ -107,6 +107,8 @@ template <class At>
     for (; x < x1 && (reinterpret_cast<uintptr_t>(d + x) & 63) != 0; ++x) d[x] = at(x);
     for (; x + 16 <= x1; x += 16) {
       alignas(64) uint32_t line[16];
+      // Kept a loop, so that a kernel with a choice in it is still vectorised.
+#pragma GCC unroll 1
       for (int32_t i = 0; i < 16; ++i) line[i] = at(x + i);
       for (int32_t i = 0; i < 16; i += 4) {
         _mm_stream_si128(reinterpret_cast<__m128i*>(d + x + i), _mm_load_si128(reinterpret_cast<const __m128i*>(line + i)));
