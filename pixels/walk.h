@@ -7,9 +7,8 @@
 // inside it a plain counted loop per row, with no call, format test or host
 // call per pixel. Rows are reached through the editors' row step, so the row
 // tables of console and web pictures work like contiguous buffers. Results too
-// large for the caches are streamed out with stores that bypass the caches: the
-// map walkers compute one cache line at a time and store it at once, the span
-// passes a chunk at a time into a small scratch row.
+// large for the caches are computed a chunk at a time into a small scratch row
+// and streamed out with stores that bypass the caches.
 #pragma once
 
 #include <algorithm>
@@ -149,30 +148,15 @@ inline void stream_fence() {
 }
 
 // Writes columns x0..x1 of a result row from `at(x)`, the result word of column x.
-// Streamed, each aligned cache line is computed into registers and stored whole
-// around the caches; the columns before the first and after the last are stored
-// plainly.
 template <class At>
 [[gnu::always_inline]] inline void fill_row(uint32_t* d, int32_t x0, int32_t x1, const At& at, bool stream) {
-#if defined(__SSE2__)
-  if (stream) {
-    int32_t x = x0;
-    for (; x < x1 && (reinterpret_cast<uintptr_t>(d + x) & 63) != 0; ++x) d[x] = at(x);
-    for (; x + 16 <= x1; x += 16) {
-      alignas(64) uint32_t line[16];
-      // Kept a loop, so that a kernel with a choice in it is still vectorised.
-#pragma GCC unroll 1
-      for (int32_t i = 0; i < 16; ++i) line[i] = at(x + i);
-      for (int32_t i = 0; i < 16; i += 4) {
-        _mm_stream_si128(reinterpret_cast<__m128i*>(d + x + i), _mm_load_si128(reinterpret_cast<const __m128i*>(line + i)));
-      }
-    }
-    for (; x < x1; ++x) d[x] = at(x);
-    return;
+  alignas(64) uint32_t scratch[kChunk];
+  for (int32_t x = x0; x < x1; x += kChunk) {
+    const int32_t n = std::min(kChunk, x1 - x);
+    uint32_t* __restrict t = stream ? scratch : d + x;
+    for (int32_t i = 0; i < n; ++i) t[i] = at(x + i);
+    if (stream) stream_words(d + x, scratch, n);
   }
-#endif
-  uint32_t* __restrict t = d;
-  for (int32_t x = x0; x < x1; ++x) t[x] = at(x);
 }
 
 // Rows of `r`, each a chunk at a time into the result or the scratch row, by
