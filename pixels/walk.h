@@ -260,6 +260,15 @@ struct WithEights : Pass {
 };
 #endif
 
+// `Pass` with the test's own eight- and sixteen-word code where the test has it.
+template <class Pass, class In, class Test>
+using WithEightsFor =
+#if defined(__x86_64__)
+    std::conditional_t<PassesEight<Test, In>, WithEights<Pass, Test>, Pass>;
+#else
+    Pass;
+#endif
+
 // The test is pure, so a whole block is tested before looking: the first pixel
 // that fails lies in the first block that holds one, and the walk stops on its row.
 template <class In, class Test>
@@ -323,14 +332,8 @@ struct ScanPass {
 #endif
 };
 
-
 template <class In, class Test>
-using ScanPassFor =
-#if defined(__x86_64__)
-    std::conditional_t<PassesEight<Test, In>, WithEights<ScanPass<In, Test>, Test>, ScanPass<In, Test>>;
-#else
-    ScanPass<In, Test>;
-#endif
+using ScanPassFor = WithEightsFor<ScanPass<In, Test>, In, Test>;
 
 template <class In, class Test>
 struct CountPass {
@@ -391,14 +394,8 @@ struct CountPass {
 #endif
 };
 
-
 template <class In, class Test>
-using CountPassFor =
-#if defined(__x86_64__)
-    std::conditional_t<PassesEight<Test, In>, WithEights<CountPass<In, Test>, Test>, CountPass<In, Test>>;
-#else
-    CountPass<In, Test>;
-#endif
+using CountPassFor = WithEightsFor<CountPass<In, Test>, In, Test>;
 
 // Four interleaved tallies, so that runs of one value do not wait on each
 // other. A family whose channels are bytes is counted from its bytes in memory.
