@@ -4,8 +4,13 @@
 #include "pixels/isa.h"
 
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
+
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
 
 namespace picture {
 namespace {
@@ -36,7 +41,35 @@ Isa detect() {
 std::atomic<int32_t> gActive{-1};
 std::atomic<int64_t> gStreamBytes{kDefaultStreamBytes};
 
+#if defined(__x86_64__)
+// Plain stores up to the first aligned block and after the last.
+[[gnu::target("avx512f")]] void stream512(uint32_t* to, const uint32_t* from, int32_t n) {
+  int32_t i = 0;
+  for (; i < n && (reinterpret_cast<uintptr_t>(to + i) & 63) != 0; ++i) to[i] = from[i];
+  for (; i + 16 <= n; i += 16) _mm512_stream_si512(reinterpret_cast<__m512i*>(to + i), _mm512_loadu_si512(from + i));
+  for (; i < n; ++i) to[i] = from[i];
+}
+
+void stream128(uint32_t* to, const uint32_t* from, int32_t n) {
+  int32_t i = 0;
+  for (; i < n && (reinterpret_cast<uintptr_t>(to + i) & 15) != 0; ++i) to[i] = from[i];
+  for (; i + 4 <= n; i += 4) {
+    _mm_stream_si128(reinterpret_cast<__m128i*>(to + i), _mm_loadu_si128(reinterpret_cast<const __m128i*>(from + i)));
+  }
+  for (; i < n; ++i) to[i] = from[i];
+}
+#endif
+
 }  // namespace
+
+void StreamWords(uint32_t* to, const uint32_t* from, int32_t n) {
+#if defined(__x86_64__)
+  if (ActiveIsa() == Isa::kAvx512) return stream512(to, from, n);
+  stream128(to, from, n);
+#else
+  std::memcpy(to, from, static_cast<size_t>(n) * 4);
+#endif
+}
 
 const char* IsaName(Isa isa) {
   switch (isa) {

@@ -34,6 +34,10 @@ bool HasByteShuffles();
 int64_t StreamThreshold();
 void SetStreamThreshold(int64_t bytes);  // for tests
 
+// Copies n words with stores that bypass the caches, the widest the active set
+// has once `to` is aligned to them.
+void StreamWords(uint32_t* to, const uint32_t* from, int32_t n);
+
 namespace isa_detail {
 
 template <class Pass, class... Args>

@@ -102,6 +102,8 @@ namespace walk_detail {
 
 // Pixels computed into the scratch row before they are streamed out.
 inline constexpr int32_t kChunk = 256;
+// How many words ahead of the chunk being computed its sources are fetched.
+inline constexpr int32_t kAhead = 512;
 // Pixels tested before a scan looks whether one failed.
 inline constexpr int32_t kBlock = 256;
 
@@ -126,36 +128,35 @@ decltype(auto) with_layouts(F&& f, const PictureEditor& first, const Editors&...
   return f(ShiftLayout::of(first.pixelFormat), ShiftLayout::of(rest.pixelFormat)...);
 }
 
-// Copies n words from the scratch row to the result with stores that bypass the
-// caches (16-byte ones once the destination is aligned to them).
-[[gnu::always_inline]] inline void stream_words(uint32_t* to, const uint32_t* from, int32_t n) {
-#if defined(__SSE2__)
-  int32_t i = 0;
-  for (; i < n && (reinterpret_cast<uintptr_t>(to + i) & 15) != 0; ++i) to[i] = from[i];
-  for (; i + 4 <= n; i += 4) {
-    _mm_stream_si128(reinterpret_cast<__m128i*>(to + i), _mm_loadu_si128(reinterpret_cast<const __m128i*>(from + i)));
-  }
-  for (; i < n; ++i) to[i] = from[i];
-#else
-  std::memcpy(to, from, static_cast<size_t>(n) * 4);
-#endif
-}
-
 inline void stream_fence() {
 #if defined(__SSE2__)
   _mm_sfence();
 #endif
 }
 
+// Asks for the n source words kAhead past `s`, a line at a time. The processor's
+// own prefetching alone leaves a kernel of more than a few instructions a line
+// waiting on memory.
+inline void prefetch(const uint32_t* s, int32_t n) {
+  for (int32_t i = 0; i < n; i += 16) __builtin_prefetch(s + kAhead + i);
+}
+
+// Words in the first chunk of a result row that starts at `d`. Streamed, the
+// chunks after it start on a 64-byte line, so that the stores fill whole lines.
+inline int32_t first_chunk(const uint32_t* d, bool stream) {
+  return kChunk - (stream ? static_cast<int32_t>(reinterpret_cast<uintptr_t>(d) & 63) / 4 : 0);
+}
+
 // Writes columns x0..x1 of a result row from `at(x)`, the result word of column x.
 template <class At>
 [[gnu::always_inline]] inline void fill_row(uint32_t* d, int32_t x0, int32_t x1, const At& at, bool stream) {
   alignas(64) uint32_t scratch[kChunk];
-  for (int32_t x = x0; x < x1; x += kChunk) {
-    const int32_t n = std::min(kChunk, x1 - x);
+  for (int32_t x = x0, n = first_chunk(d + x0, stream); x < x1; x += n, n = kChunk) {
+    n = std::min(n, x1 - x);
+    at.prefetch(x, n);
     uint32_t* __restrict t = stream ? scratch : d + x;
     for (int32_t i = 0; i < n; ++i) t[i] = at(x + i);
-    if (stream) stream_words(d + x, scratch, n);
+    if (stream) StreamWords(d + x, scratch, n);
   }
 }
 
@@ -170,10 +171,11 @@ template <class Span, class Data>
   for (int32_t row = r.y0; row < r.y1; ++row) {
     const uint32_t* s = src.rowPtr;
     uint32_t* d = dst.rowPtr;
-    for (int32_t x = r.x0; x < r.x1; x += kChunk) {
-      const int32_t n = std::min(kChunk, r.x1 - x);
+    for (int32_t x = r.x0, n = first_chunk(d + r.x0, stream); x < r.x1; x += n, n = kChunk) {
+      n = std::min(n, r.x1 - x);
+      prefetch(s + x, n);
       Span::apply(stream ? scratch : d + x, s + x, n, data);
-      if (stream) stream_words(d + x, scratch, n);
+      if (stream) StreamWords(d + x, scratch, n);
     }
     src.NextRow();
     dst.NextRow();
@@ -194,6 +196,10 @@ struct PixelAt {
     return out.store(kernel(in[I].load(s[I] + x)...));
   }
   [[gnu::always_inline]] uint32_t operator()(int32_t x) const { return at(x, std::make_index_sequence<N>{}); }
+  // One source only: for two or more the extra requests cost more than they win.
+  [[gnu::always_inline]] void prefetch(int32_t x, int32_t n) const {
+    if constexpr (N == 1) walk_detail::prefetch(s[0] + x, n);
+  }
 };
 
 // Result word of column x: the kernel over the source word.
@@ -202,6 +208,7 @@ struct WordAt {
   const uint32_t* s;
   const Kernel& kernel;
   [[gnu::always_inline]] uint32_t operator()(int32_t x) const { return kernel(s[x]); }
+  [[gnu::always_inline]] void prefetch(int32_t x, int32_t n) const { walk_detail::prefetch(s + x, n); }
 };
 
 template <class L, class Kernel, size_t N>
