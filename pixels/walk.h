@@ -289,6 +289,7 @@ struct ScanPass {
       const uint32_t* s = src.rowPtr;
       for (int32_t x = r.x0; x < r.x1; x += kBlock) {
         const int32_t end = std::min(x + kBlock, r.x1);
+        prefetch(s + x, end - x);
         int32_t i = x;
         uint32_t failed = groups(s, i, end, test);
         for (; i < end; ++i) failed |= !test(In::load(s + i));
@@ -368,6 +369,7 @@ struct CountPass {
       const uint32_t* s = src.rowPtr;
       int32_t x = r.x0;
       for (; x + 8 <= r.x1; x += 8) {
+        __builtin_prefetch(s + x + kAhead);
         const __m256i words = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + x));
         lanes = _mm256_sub_epi32(lanes, test.template pass8<In>(words));
       }
@@ -390,6 +392,7 @@ struct CountPass {
       const uint32_t* s = src.rowPtr;
       int32_t x = r.x0;
       for (; x + 16 <= r.x1; x += 16) {
+        __builtin_prefetch(s + x + kAhead);
         const __mmask16 passed = test.template pass16<In>(_mm512_loadu_si512(s + x));
         count += static_cast<uint32_t>(std::popcount(static_cast<uint32_t>(passed)));
       }

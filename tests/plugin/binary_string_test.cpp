@@ -41,6 +41,33 @@ TEST_P(BinaryStringTest, BytesAndOpaqueRoundTrip) {
 
 INSTANTIATE_TEST_SUITE_P(AllLendings, BinaryStringTest, ::testing::ValuesIn(kLendings), ByName());
 
+// Above 8 MB the string is packed in mapped memory and the picture read back is
+// streamed; rows of 1801 words start off the cache lines and end at guard pages.
+TEST_F(BinaryStringTest, LargerThanTheCachesBothWays) {
+  for (const char* name : {"Xrgb6", "Console"}) {
+    SCOPED_TRACE(name);
+    const Lending& l = lending(name);
+    testhost::Host& h = StartHost(config_for(l));
+    {
+      const int32_t width = 1801, height = 1700;
+      const Ref source = random_picture(h, l, width, height, 11);
+      const CallResult s = h.Call("PicturetoBinaryStringZRK", {source});
+      const std::string text = text_of(s.value);
+      ASSERT_EQ(text.size(), size_t{40} + width * height * 3) << s.error;
+      std::vector<Pixel> opaque = pixels_of(h, source.picture());
+      for (size_t i = 0; i < opaque.size(); ++i) {
+        const Pixel& p = opaque[i];
+        ASSERT_EQ(text.substr(40 + 3 * i, 3), (std::string{char(p.r), char(p.g), char(p.b)})) << "pixel " << i;
+        opaque[i].a = written_alpha(l);
+      }
+      const CallResult back = h.Call("BinaryStringtoPictureZRK", {s.value});
+      ASSERT_TRUE(std::holds_alternative<Ref>(back.value)) << back.error;
+      EXPECT_EQ(pixels_of(h, std::get<Ref>(back.value).picture()), opaque);
+    }  // the pictures and strings go back before the ledger is read
+    StopHost();
+  }
+}
+
 // The 1x1 red picture's string and a nil picture; strings the reader takes (its picture's
 // width and first pixel) or refuses; on hosts before and from 2012.0 (whose string access differs).
 TEST_F(BinaryStringTest, WorkedStringsOnBothStringAccesses) {
