@@ -240,47 +240,55 @@ class RegionFinder {
 // byte with one multiply. Where the layout keeps the channels in three
 // neighbouring bytes (the channel bits of ColourKey), the test is on the word.
 template <class In>
-void mark_coloured(PictureEditor& source, Rect r, uint64_t* colour, int32_t words, uint8_t* flags) {
-  const uint32_t channels = ColourKey<In>(Rgb{0, 0, 0}).mask;
-  const int shift = channels == 0 ? 0 : __builtin_ctz(channels);
-  const bool neighbours = channels != 0 && channels >> shift == 0xFFFFFF;
-  source.AdvanceRows(r.y0);
-  for (int32_t y = r.y0; y < r.y1; ++y) {
-    const uint32_t* s = source.rowPtr;
-    uint8_t* f = flags + 1;  // cell x + 1
-    if (neighbours) {
-      for (int32_t x = r.x0; x < r.x1; ++x) {
-        const uint32_t q = s[x] >> shift;
-        f[x] = ((q ^ (q >> 8)) & 0xFFFF) != 0;
+struct MarkColoured {
+  [[gnu::always_inline]] static void run(PictureEditor& source, Rect r, uint64_t* colour, int32_t words,
+                                         uint8_t* flags) {
+    const uint32_t channels = ColourKey<In>(Rgb{0, 0, 0}).mask;
+    const int shift = channels == 0 ? 0 : __builtin_ctz(channels);
+    const bool neighbours = channels != 0 && channels >> shift == 0xFFFFFF;
+    source.AdvanceRows(r.y0);
+    for (int32_t y = r.y0; y < r.y1; ++y) {
+      const uint32_t* s = source.rowPtr;
+      uint8_t* f = flags + 1;  // cell x + 1
+      for (int32_t x0 = r.x0; x0 < r.x1; x0 += walk_detail::kChunk) {
+        const int32_t x1 = std::min(x0 + walk_detail::kChunk, r.x1);
+        walk_detail::prefetch(s + x0, x1 - x0);
+        if (neighbours) {
+          for (int32_t x = x0; x < x1; ++x) {
+            const uint32_t q = s[x] >> shift;
+            f[x] = ((q ^ (q >> 8)) & 0xFFFF) != 0;
+          }
+        } else {
+          for (int32_t x = x0; x < x1; ++x) {
+            const Rgb c = In::load(s + x);
+            f[x] = ((c.r ^ c.g) | (c.g ^ c.b)) != 0;
+          }
+        }
       }
-    } else {
-      for (int32_t x = r.x0; x < r.x1; ++x) {
-        const Rgb c = In::load(s + x);
-        f[x] = ((c.r ^ c.g) | (c.g ^ c.b)) != 0;
+      uint64_t* cells = colour + static_cast<size_t>(y + 1) * words;
+      for (int32_t k = 0; k < words; ++k) {
+        uint64_t word = 0;
+        for (int32_t i = 0; i < 8; ++i) {
+          uint64_t eight;
+          std::memcpy(&eight, flags + k * 64 + i * 8, 8);
+          word |= (eight * 0x0102040810204080u) >> 56 << (i * 8);
+        }
+        cells[k] = word;
       }
+      source.NextRow();
     }
-    uint64_t* cells = colour + static_cast<size_t>(y + 1) * words;
-    for (int32_t k = 0; k < words; ++k) {
-      uint64_t word = 0;
-      for (int32_t i = 0; i < 8; ++i) {
-        uint64_t eight;
-        std::memcpy(&eight, flags + k * 64 + i * 8, 8);
-        word |= (eight * 0x0102040810204080u) >> 56 << (i * 8);
-      }
-      cells[k] = word;
-    }
-    source.NextRow();
   }
-}
+};
 
 // pixel = covered ? black : white, for one row of the result. Runs of blocks
-// of one colour are copied from a ready row of that colour, which the C
-// library does in wide stores without reading the lines first.
+// of one colour are copied from a ready row of that colour, around the caches
+// when the result is larger than they are.
 template <class Out>
 void write_mask_row(uint32_t* d, int32_t width, const uint64_t* cover, int32_t words, const uint32_t* blackRow,
-                    const uint32_t* whiteRow) {
+                    const uint32_t* whiteRow, bool stream) {
   const uint32_t black = blackRow[0], white = whiteRow[0];
   const auto fill = [&](int32_t from, int32_t to, bool covered) {
+    if (stream) return StreamWords(d + from, covered ? blackRow : whiteRow, to - from);
     std::memcpy(d + from, covered ? blackRow : whiteRow, static_cast<size_t>(to - from) * 4);
   };
   int32_t runStart = 0;
@@ -347,12 +355,13 @@ REALpicture ExtractColorRectangleMaskZRK(REALpicture source, int32_t left, int32
   const Rect r = ClipRect(left, top, width < 0 ? w : width, height < 0 ? h : height, w, h);
   if (!r.empty()) {
     with_layout(reader.pixelFormat,
-                [&](auto in) { mark_coloured<decltype(in)>(reader, r, colour.get(), words, flags.get()); });
+                [&](auto in) { dispatch<MarkColoured<decltype(in)>>(reader, r, colour.get(), words, flags.get()); });
   }
   RegionFinder finder(colour.get(), cover.get(), words);
   with_layout(writer.pixelFormat, [&](auto out) {
     using Out = decltype(out);
     const int32_t rows = std::min(h, writer.height), columns = std::min(w, writer.width);
+    const bool stream = int64_t{rows} * columns * 4 > StreamThreshold();
     uint32_t* blackRow = ready.get();
     uint32_t* whiteRow = blackRow + w;
     std::fill_n(blackRow, w, Out::store({0, 0, 0}));
@@ -360,10 +369,13 @@ REALpicture ExtractColorRectangleMaskZRK(REALpicture source, int32_t left, int32
     for (int32_t y = 0; y < h; ++y) {
       finder.CoverRow(y + 1);
       if constexpr (Out::kWrites) {
-        if (y < rows) write_mask_row<Out>(writer.rowPtr, columns, finder.CoverOf(y + 1), words, blackRow, whiteRow);
+        if (y < rows) {
+          write_mask_row<Out>(writer.rowPtr, columns, finder.CoverOf(y + 1), words, blackRow, whiteRow, stream);
+        }
       }
       writer.NextRow();
     }
+    if (stream) walk_detail::stream_fence();
   });
   return writer.RenderPictureWriter();
 }
