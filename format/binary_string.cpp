@@ -13,6 +13,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <mutex>
+#include <utility>
 
 #if defined(__linux__)
 #include <sys/mman.h>
@@ -48,18 +50,52 @@ uint32_t get_be32(const unsigned char* at) {
 
 int32_t get_be32_signed(const unsigned char* at) { return static_cast<int32_t>(get_be32(at)); }
 
-// The string's bytes before the host copies them. Fresh memory costs a page
-// fault per 4 KB, more than the packing itself, so on Linux a buffer larger
-// than the caches is mapped in huge pages where the system grants them.
+#if defined(__linux__)
+// Memory for the string's bytes larger than the caches. Fresh memory costs the
+// system a fault per 4 KB and a zero fill, more than packing the pixels, so it
+// is mapped in huge pages where the system grants them, and the last mapping is
+// kept for the next call: its pages go back to the system only when memory runs
+// short (MADV_FREE), and are reused as they are otherwise.
+class Mappings {
+ public:
+  ~Mappings() {
+    if (spare_ != nullptr) munmap(spare_, spareSize_);
+  }
+  void* take(size_t size) {
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      if (spare_ != nullptr && spareSize_ == size) return std::exchange(spare_, nullptr);
+    }
+    void* p = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (p == MAP_FAILED) return nullptr;
+    madvise(p, size, MADV_HUGEPAGE);  // a refusal only costs speed
+    return p;
+  }
+  void give(void* p, size_t size) {
+    madvise(p, size, MADV_FREE);
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (spare_ != nullptr) munmap(spare_, spareSize_);
+    spare_ = p;
+    spareSize_ = size;
+  }
+
+ private:
+  std::mutex mutex_;
+  void* spare_ = nullptr;
+  size_t spareSize_ = 0;
+};
+
+Mappings gMappings;
+#endif
+
+// The string's bytes before the host copies them: mapped when larger than the
+// caches, else from the C library.
 class PackBuffer {
  public:
   explicit PackBuffer(size_t size) : size_(size) {
 #if defined(__linux__)
     if (static_cast<int64_t>(size) > StreamThreshold()) {
-      void* p = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-      if (p == MAP_FAILED) return;
-      madvise(p, size, MADV_HUGEPAGE);  // a refusal only costs speed
-      data_ = static_cast<unsigned char*>(p);
+      data_ = static_cast<unsigned char*>(gMappings.take(size));
       mapped_ = true;
       return;
     }
@@ -69,7 +105,7 @@ class PackBuffer {
   ~PackBuffer() {
 #if defined(__linux__)
     if (mapped_) {
-      munmap(data_, size_);
+      if (data_ != nullptr) gMappings.give(data_, size_);
       return;
     }
 #endif
@@ -139,11 +175,15 @@ struct PackRows {
     for (int32_t y = 0; y < height; ++y) {
       const uint32_t* __restrict row = reader.rowPtr;
       unsigned char* __restrict q = p + static_cast<size_t>(y) * width * 3;
-      for (int32_t x = 0; x < width; ++x) {
-        const Rgb c = L::load(row + x);
-        q[3 * x] = static_cast<unsigned char>(c.r);
-        q[3 * x + 1] = static_cast<unsigned char>(c.g);
-        q[3 * x + 2] = static_cast<unsigned char>(c.b);
+      for (int32_t x0 = 0; x0 < width; x0 += walk_detail::kChunk) {
+        const int32_t x1 = std::min(x0 + walk_detail::kChunk, width);
+        walk_detail::prefetch(row + x0, x1 - x0);
+        for (int32_t x = x0; x < x1; ++x) {
+          const Rgb c = L::load(row + x);
+          q[3 * x] = static_cast<unsigned char>(c.r);
+          q[3 * x + 1] = static_cast<unsigned char>(c.g);
+          q[3 * x + 2] = static_cast<unsigned char>(c.b);
+        }
       }
       reader.NextRow();
     }

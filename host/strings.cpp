@@ -90,7 +90,15 @@ RBBoolean PluginGetStringData(REALstring string, uint32_t encoding, REALstringDa
   if (inject(h, "PluginGetStringData")) return 0;
   auto* found = find_string(h, string, "PluginGetStringData");
   if (found == nullptr || out == nullptr) return 0;
-  std::string bytes(found->bytes());
+  // A benchmark host lends the stored bytes themselves when no conversion is asked
+  // for, so that a timed call holds no copy of the host's to be taken off again.
+  const std::string_view stored = found->bytes();
+  if (h.config.picturePool && (encoding == host_abi::kEncodingUnknown || encoding == found->encoding) &&
+      h.string_data.emplace(stored.data(), StringDataRecord{{}, "PluginGetStringData, lent, " + context_of(h)}).second) {
+    *out = REALstringData{stored.data(), stored.size(), found->encoding, stored.data(), 0};
+    return 1;
+  }
+  std::string bytes(stored);
   uint32_t delivered = found->encoding;
   if (encoding != host_abi::kEncodingUnknown && encoding != found->encoding) {
     auto converted = convert_text(bytes, found->encoding, encoding);

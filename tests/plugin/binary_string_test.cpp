@@ -41,8 +41,9 @@ TEST_P(BinaryStringTest, BytesAndOpaqueRoundTrip) {
 
 INSTANTIATE_TEST_SUITE_P(AllLendings, BinaryStringTest, ::testing::ValuesIn(kLendings), ByName());
 
-// Above 8 MB the string is packed in mapped memory and the picture read back is
-// streamed; rows of 1801 words start off the cache lines and end at guard pages.
+// Above 8 MB the string is packed in mapped memory, kept for the next string of
+// its size, and the picture read back is streamed; rows of 1801 words start off
+// the cache lines and end at guard pages.
 TEST_F(BinaryStringTest, LargerThanTheCachesBothWays) {
   for (const char* name : {"Xrgb6", "Console"}) {
     SCOPED_TRACE(name);
@@ -63,6 +64,15 @@ TEST_F(BinaryStringTest, LargerThanTheCachesBothWays) {
       const CallResult back = h.Call("BinaryStringtoPictureZRK", {s.value});
       ASSERT_TRUE(std::holds_alternative<Ref>(back.value)) << back.error;
       EXPECT_EQ(pixels_of(h, std::get<Ref>(back.value).picture()), opaque);
+      // Again into the memory the first string was packed in, from another picture.
+      const Ref other = random_picture(h, l, width, height, 12);
+      const std::vector<Pixel> px = pixels_of(h, other.picture());
+      const std::string again = text_of(h.Call("PicturetoBinaryStringZRK", {other}).value);
+      ASSERT_EQ(again.size(), text.size());
+      EXPECT_EQ(again.substr(0, 40), text.substr(0, 40));
+      for (size_t i = 0; i < px.size(); ++i) {
+        ASSERT_EQ(again.substr(40 + 3 * i, 3), (std::string{char(px[i].r), char(px[i].g), char(px[i].b)})) << i;
+      }
     }  // the pictures and strings go back before the ledger is read
     StopHost();
   }
