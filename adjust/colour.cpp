@@ -109,8 +109,8 @@ void map(PictureEditor& src, PictureEditor& dst, Rect r, const Saturation& satur
                           in.blue == out.blue && in.opaque == out.opaque;
   if (ActiveIsa() == Isa::kAvx512 && HasByteShuffles() && sameLayout && SaturationBytes::fits(saturation)) {
     if (!r.empty()) {
-      walk_detail::span_rows<SaturationSpan>(src, dst, r, r.bytes() > StreamThreshold(),
-                                                SaturationBytes(saturation, out));
+      walk_detail::span_rows<SaturationSpan>(dst, r, r.bytes() > StreamThreshold(), SaturationBytes(saturation, out),
+                                             src);
     }
     return;
   }

@@ -266,12 +266,12 @@ struct Avx512Lut3DSpan {
 struct Lut3DPass {
   [[gnu::always_inline]] static void run(PictureEditor& src, PictureEditor& dst, const Rect& r, bool stream,
                                          const Lut3DWords& t) {
-    walk_detail::span_rows<PlainLut3DSpan>(src, dst, r, stream, t);
+    walk_detail::span_rows<PlainLut3DSpan>(dst, r, stream, t, src);
   }
 #if defined(__x86_64__)
   [[gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]] static void avx512(
       PictureEditor& src, PictureEditor& dst, const Rect& r, bool stream, const Lut3DWords& t) {
-    walk_detail::span_rows<Avx512Lut3DSpan>(src, dst, r, stream, t);
+    walk_detail::span_rows<Avx512Lut3DSpan>(dst, r, stream, t, src);
   }
 #endif
 };

@@ -160,17 +160,17 @@ struct ByteShuffleSpan {
 struct TablePass {
   [[gnu::always_inline]] static void run(PictureEditor& src, PictureEditor& dst, const Rect& r, bool stream,
                                          const WordTables& t) {
-    span_rows<PlainSpan>(src, dst, r, stream, t);
+    span_rows<PlainSpan>(dst, r, stream, t, src);
   }
 #if defined(__x86_64__)
   [[gnu::target("avx2,bmi,bmi2,popcnt")]] static void avx2(PictureEditor& src, PictureEditor& dst, const Rect& r,
                                                            bool stream, const WordTables& t) {
-    span_rows<Avx2Span>(src, dst, r, stream, t);
+    span_rows<Avx2Span>(dst, r, stream, t, src);
   }
   [[gnu::target("avx512f,avx512bw,avx512vl,avx512dq,avx2,bmi,bmi2,popcnt")]] static void avx512(
       PictureEditor& src, PictureEditor& dst, const Rect& r, bool stream, const WordTables& t) {
-    if (t.inPlace && HasByteShuffles()) return span_rows<ByteShuffleSpan>(src, dst, r, stream, t);
-    span_rows<Avx512Span>(src, dst, r, stream, t);
+    if (t.inPlace && HasByteShuffles()) return span_rows<ByteShuffleSpan>(dst, r, stream, t, src);
+    span_rows<Avx512Span>(dst, r, stream, t, src);
   }
 #endif
 };

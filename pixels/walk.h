@@ -161,24 +161,24 @@ template <class At>
 }
 
 // Rows of `r`, each a chunk at a time into the result or the scratch row, by
-// Span::apply(to, from, n, data), a pass's code for n words of one row.
-template <class Span, class Data>
-[[gnu::always_inline]] inline void span_rows(PictureEditor& src, PictureEditor& dst, const Rect& r, bool stream,
-                                             const Data& data) {
+// Span::apply(to, from..., n, data), a pass's code for n words of one row of
+// each source. A single source is fetched ahead, as for map.
+template <class Span, class Data, class... Sources>
+[[gnu::always_inline]] inline void span_rows(PictureEditor& dst, const Rect& r, bool stream, const Data& data,
+                                             Sources&... src) {
   alignas(64) uint32_t scratch[kChunk];
-  src.AdvanceRows(r.y0);
   dst.AdvanceRows(r.y0);
+  (src.AdvanceRows(r.y0), ...);
   for (int32_t row = r.y0; row < r.y1; ++row) {
-    const uint32_t* s = src.rowPtr;
     uint32_t* d = dst.rowPtr;
     for (int32_t x = r.x0, n = first_chunk(d + r.x0, stream); x < r.x1; x += n, n = kChunk) {
       n = std::min(n, r.x1 - x);
-      prefetch(s + x, n);
-      Span::apply(stream ? scratch : d + x, s + x, n, data);
+      if constexpr (sizeof...(Sources) == 1) (prefetch(src.rowPtr + x, n), ...);
+      Span::apply(stream ? scratch : d + x, (src.rowPtr + x)..., n, data);
       if (stream) StreamWords(d + x, scratch, n);
     }
-    src.NextRow();
     dst.NextRow();
+    (src.NextRow(), ...);
   }
   if (stream) stream_fence();
 }

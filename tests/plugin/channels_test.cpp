@@ -33,20 +33,47 @@ class ChannelsTest : public PluginTest, public ::testing::WithParamInterface<Len
 TEST_P(ChannelsTest, EveryOperationFollowsItsRule) {
   const Lending& l = GetParam();
   testhost::Host& h = StartHost(config_for(l));
-  Lending opaque = l, other = l;  // results are opaque; the other inputs take the host's other layout family
-  opaque.hasAlphaChannel = other.drawOnly = false;
-  other.rowPadding = 4;
+  // Results are opaque; the other inputs take the first one's layout family, then the host's other one.
+  Lending opaque = l, same = l, other = l;
+  opaque.hasAlphaChannel = same.drawOnly = other.drawOnly = false;
+  same.rowPadding = other.rowPadding = 4;
   other.alphaInfo = l.hasAlphaChannel ? 3 - l.alphaInfo : l.alphaInfo % 6 + 1;
-  for (const Operation& op : kOperations) {
-    std::vector<Ref> in = {random_picture(h, l, 7, 3, 1)};
-    for (int i = 1; i < op.inputs; ++i) in.push_back(random_picture(h, other, 7 + op.grow, 3 + op.grow, 7u * i));
-    const std::vector<Pixel> before = pixels_of(h, in[0].picture());
-    const std::vector<Value> args(in.begin() + (op.global ? 0 : 1), in.end());
-    const CallResult r = op.global ? h.Call(op.name, args) : h.CallMethod(in[0].get(), op.name, args);
-    EXPECT_TRUE(result_matches(h, opaque, in[0].picture(), before, r, [&](int32_t x, int32_t y, Pixel p) {
-      const auto at = [&](int i) { return h.GetPixel(in[i].picture(), x, y); };
-      return std::optional(op.rule(p, at(1), op.inputs > 2 ? at(2) : Pixel{}));
-    })) << op.name;
+  for (const Lending* o : {&same, &other}) {
+    for (const Operation& op : kOperations) {
+      std::vector<Ref> in = {random_picture(h, l, 7, 3, 1)};
+      for (int i = 1; i < op.inputs; ++i) in.push_back(random_picture(h, *o, 7 + op.grow, 3 + op.grow, 7u * i));
+      const std::vector<Pixel> before = pixels_of(h, in[0].picture());
+      const std::vector<Value> args(in.begin() + (op.global ? 0 : 1), in.end());
+      const CallResult r = op.global ? h.Call(op.name, args) : h.CallMethod(in[0].get(), op.name, args);
+      EXPECT_TRUE(result_matches(h, opaque, in[0].picture(), before, r, [&](int32_t x, int32_t y, Pixel p) {
+        const auto at = [&](int i) { return h.GetPixel(in[i].picture(), x, y); };
+        return std::optional(op.rule(p, at(1), op.inputs > 2 ? at(2) : Pixel{}));
+      })) << op.name << (o == &same ? ", inputs of one family" : "");
+    }
+  }
+}
+
+// A merge larger than the caches is streamed out; rows of 1601 words start off
+// the cache lines.
+TEST_F(ChannelsTest, MergeLargerThanTheCaches) {
+  for (const char* name : {"Xrgb6", "Console"}) {
+    SCOPED_TRACE(name);
+    const Lending& l = lending(name);
+    testhost::Host& h = StartHost(config_for(l));
+    {
+      const Ref a = random_picture(h, l, 1601, 1500, 1), b = random_picture(h, l, 1601, 1500, 2);
+      const std::vector<Pixel> pa = pixels_of(h, a.picture()), pb = pixels_of(h, b.picture());
+      const CallResult r = h.Call("MergePictureZRK", {a, b});
+      ASSERT_TRUE(std::holds_alternative<Ref>(r.value)) << r.error;
+      const std::vector<Pixel> got = pixels_of(h, std::get<Ref>(r.value).picture());
+      ASSERT_EQ(got.size(), pa.size());
+      const uint8_t alpha = written_alpha(l);
+      for (size_t i = 0; i < got.size(); ++i) {
+        const Pixel want{std::max(pa[i].r, pb[i].r), std::max(pa[i].g, pb[i].g), std::max(pa[i].b, pb[i].b), alpha};
+        ASSERT_EQ(got[i], want) << "pixel " << i;
+      }
+    }  // the pictures go back before the ledger is read
+    StopHost();
   }
 }
 
