@@ -12,15 +12,11 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <mutex>
 #include <utility>
 
 #if defined(__linux__)
 #include <sys/mman.h>
-#endif
-#if defined(__x86_64__)
-#include <immintrin.h>
 #endif
 
 #include "frame/host.h"

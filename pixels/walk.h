@@ -8,7 +8,8 @@
 // call per pixel. Rows are reached through the editors' row step, so the row
 // tables of console and web pictures work like contiguous buffers. Results too
 // large for the caches are computed a chunk at a time into a small scratch row
-// and streamed out with stores that bypass the caches.
+// and streamed out, whole cache lines at a time, with stores that bypass the
+// caches; single sources are fetched a little ahead of the chunk being computed.
 #pragma once
 
 #include <algorithm>
