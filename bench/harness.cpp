@@ -9,8 +9,8 @@
 #include <map>
 #include <stdexcept>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
+#if defined(__x86_64__)
+#include <immintrin.h>
 #endif
 
 namespace bench {
@@ -52,19 +52,74 @@ double seconds_of(const std::function<void()>& f) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-void stream_copy(void* to, const void* from, size_t bytes) {
-#if defined(__SSE2__)
-  auto* out = static_cast<__m128i*>(to);
-  const auto* in = static_cast<const __m128i*>(from);
-  const size_t blocks = bytes / 16;
-  if (reinterpret_cast<uintptr_t>(to) % 16 == 0 && reinterpret_cast<uintptr_t>(from) % 16 == 0) {
-    for (size_t i = 0; i < blocks; ++i) _mm_stream_si128(out + i, _mm_load_si128(in + i));
-    _mm_sfence();
-    std::memcpy(static_cast<uint8_t*>(to) + blocks * 16, static_cast<const uint8_t*>(from) + blocks * 16, bytes % 16);
-    return;
+namespace {
+
+// Bytes i..bytes of the result, one at a time.
+template <size_t N>
+void max_bytes(uint8_t* out, const uint8_t* const* in, size_t i, size_t bytes) {
+  for (; i < bytes; ++i) {
+    out[i] = in[0][i];
+    for (size_t k = 1; k < N; ++k) out[i] = std::max(out[i], in[k][i]);
   }
+}
+
+#if defined(__x86_64__)
+// The widest stores the machine has: 64 bytes a store under AVX-512, else 16.
+template <size_t N>
+[[gnu::target("avx512f,avx512bw")]] void max_avx512(uint8_t* out, const uint8_t* const* in, size_t bytes) {
+  const size_t head = std::min(bytes, (64 - reinterpret_cast<uintptr_t>(out) % 64) % 64);
+  max_bytes<N>(out, in, 0, head);
+  size_t i = head;
+  for (; i + 64 <= bytes; i += 64) {
+    __m512i v = _mm512_loadu_si512(in[0] + i);
+    for (size_t k = 1; k < N; ++k) v = _mm512_max_epu8(v, _mm512_loadu_si512(in[k] + i));
+    _mm512_stream_si512(reinterpret_cast<__m512i*>(out + i), v);
+  }
+  _mm_sfence();
+  max_bytes<N>(out, in, i, bytes);
+}
+
+template <size_t N>
+void max_sse2(uint8_t* out, const uint8_t* const* in, size_t bytes) {
+  const size_t head = std::min(bytes, (16 - reinterpret_cast<uintptr_t>(out) % 16) % 16);
+  max_bytes<N>(out, in, 0, head);
+  size_t i = head;
+  for (; i + 16 <= bytes; i += 16) {
+    __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in[0] + i));
+    for (size_t k = 1; k < N; ++k) v = _mm_max_epu8(v, _mm_loadu_si128(reinterpret_cast<const __m128i*>(in[k] + i)));
+    _mm_stream_si128(reinterpret_cast<__m128i*>(out + i), v);
+  }
+  _mm_sfence();
+  max_bytes<N>(out, in, i, bytes);
+}
 #endif
-  std::memcpy(to, from, bytes);
+
+template <size_t N>
+void stream_max_of(void* to, const std::vector<const void*>& from, size_t bytes) {
+  const uint8_t* in[N];
+  for (size_t k = 0; k < N; ++k) in[k] = static_cast<const uint8_t*>(from[k]);
+  auto* out = static_cast<uint8_t*>(to);
+#if defined(__x86_64__)
+  if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw")) return max_avx512<N>(out, in, bytes);
+  max_sse2<N>(out, in, bytes);
+#else
+  max_bytes<N>(out, in, 0, bytes);
+#endif
+}
+
+}  // namespace
+
+void stream_max(void* to, const std::vector<const void*>& from, size_t bytes) {
+  switch (from.size()) {
+    case 1:
+      return stream_max_of<1>(to, from, bytes);
+    case 2:
+      return stream_max_of<2>(to, from, bytes);
+    case 3:
+      return stream_max_of<3>(to, from, bytes);
+    default:
+      throw std::invalid_argument("stream_max takes one to three sources");
+  }
 }
 
 Table::Table(Options options) : options_(std::move(options)), load_before_(load_average()) {}

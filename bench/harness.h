@@ -92,9 +92,10 @@ class Table {
 // Seconds that `f` takes.
 double seconds_of(const std::function<void()>& f);
 
-// Copies with non-temporal stores: what one pass that writes a result too large
-// for the caches can reach.
-void stream_copy(void* to, const void* from, size_t bytes);
+// The larger of the bytes of each source, stored with non-temporal stores. With
+// one source a copy, what one pass that writes a result too large for the caches
+// can reach; with two or three, the floor of a map that reads as many pictures.
+void stream_max(void* to, const std::vector<const void*>& from, size_t bytes);
 
 inline constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 

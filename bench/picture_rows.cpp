@@ -5,6 +5,7 @@
 // counts, search positions, the binary string's pixels) are compared once a row.
 #include <opencv2/imgproc.hpp>
 
+#include <algorithm>
 #include <cstring>
 #include <stdexcept>
 
@@ -70,12 +71,21 @@ void add_compared(Stage& s, const Label& label, std::function<CallResult()> call
 
 void baseline_rows(Stage& s) {
   Table& t = s.table();
-  Label copy = s.label("memcpy of the picture", "", 2, {});
-  if (t.wanted(copy)) {
-    std::vector<uint8_t> from(static_cast<size_t>(copy.copy_bytes), 1), to(from.size());
-    t.add(copy, Work{.run = [&] { std::memcpy(to.data(), from.data(), from.size()); }});
-    t.add(s.label("copy with non-temporal stores", "", 2, {}),
-          Work{.run = [&] { stream_copy(to.data(), from.data(), from.size()); }});
+  // memcpy, then what a pass of one, two or three sources whose result bypasses the caches can reach.
+  const Label copy = s.label("memcpy of the picture", "", 2, {});
+  const Label floors[] = {
+      s.label("copy with non-temporal stores", "", 2, {}),
+      s.label("two pictures' larger bytes, stored so: the floor of a two-source map", "", 3, {}),
+      s.label("three pictures' larger bytes, stored so: the floor of a three-source map", "", 4, {})};
+  if (t.wanted(copy) || std::any_of(std::begin(floors), std::end(floors), [&](const Label& l) { return t.wanted(l); })) {
+    const size_t bytes = static_cast<size_t>(copy.copy_bytes);
+    std::vector<uint8_t> from(bytes, 1), from2(bytes, 2), from3(bytes, 3), to(bytes);
+    t.add(copy, Work{.run = [&] { std::memcpy(to.data(), from.data(), bytes); }});
+    std::vector<const void*> sources;
+    for (const void* source : {from.data(), from2.data(), from3.data()}) {
+      sources.push_back(source);
+      t.add(floors[sources.size() - 1], Work{.run = [&, sources] { stream_max(to.data(), sources, bytes); }});
+    }
   }
   Label fresh = s.label("host: a new picture, allocated and filled", "outside every other row", 1, {});
   if (t.wanted(fresh)) {
