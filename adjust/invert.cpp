@@ -4,6 +4,8 @@
 // of 0 or less reaches to the picture's edge.
 #include "adjust/invert.h"
 
+#include <algorithm>
+
 #include "pixels/picture_editor.h"
 #include "pixels/walk.h"
 
@@ -23,7 +25,27 @@ struct InvertGray {
   }
 };
 
-template <class Kernel>
+// The same on the words of a source and result of one byte family.
+template <class L>
+struct InvertWord {
+  explicit InvertWord(const Invert&) {}
+  uint32_t operator()(uint32_t p) const { return (~p & kChannelBits<L>) | L::kOpaque; }
+};
+
+// The channels of a byte family are neighbouring bytes: from the lowest, two
+// differences of neighbours are zero exactly for a grey.
+template <class L>
+struct InvertGrayWord {
+  static constexpr uint32_t kLowest = std::min({L::kRed, L::kGreen, L::kBlue});
+  explicit InvertGrayWord(const InvertGray&) {}
+  uint32_t operator()(uint32_t p) const {
+    const uint32_t q = p >> kLowest;
+    const uint32_t flip = kChannelBits<L> * static_cast<uint32_t>(((q ^ (q >> 8)) & 0xFFFF) == 0);
+    return ((p ^ flip) & kChannelBits<L>) | L::kOpaque;
+  }
+};
+
+template <class Kernel, template <class> class Word>
 REALpicture invert_rect(REALpicture source, int32_t left, int32_t top, int32_t width, int32_t height) {
   PictureReader reader;
   if (!reader.GetPictureEditor(source, true, false)) return nullptr;
@@ -31,20 +53,20 @@ REALpicture invert_rect(REALpicture source, int32_t left, int32_t top, int32_t w
   if (height <= 0) height = reader.height;
   PictureWriter writer;
   if (!writer.NewPictureWriter(reader.width, reader.height, reader.hasAlphaChannel)) return nullptr;
-  map(reader, writer, ClipRect(left, top, width, height, reader.width, reader.height), Kernel{});
+  map_by_words<Word>(reader, writer, ClipRect(left, top, width, height, reader.width, reader.height), Kernel{});
   return writer.RenderPictureWriter();
 }
 
 }  // namespace
 
 REALpicture InvertPicture(REALpicture source, int32_t left, int32_t top, int32_t width, int32_t height) {
-  return invert_rect<Invert>(source, left, top, width, height);
+  return invert_rect<Invert, InvertWord>(source, left, top, width, height);
 }
 
 REALpicture InvertPicture2(REALpicture source) { return InvertPicture(source, 0, 0, -1, -1); }
 
 REALpicture InvertGrayPicture(REALpicture source, int32_t left, int32_t top, int32_t width, int32_t height) {
-  return invert_rect<InvertGray>(source, left, top, width, height);
+  return invert_rect<InvertGray, InvertGrayWord>(source, left, top, width, height);
 }
 
 REALpicture InvertGrayPicture2(REALpicture source) { return InvertGrayPicture(source, 0, 0, -1, -1); }

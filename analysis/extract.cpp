@@ -64,18 +64,6 @@ struct ExtractWord {
   uint32_t operator()(uint32_t p) const { return search(p) ? with : background; }
 };
 
-// Pictures of one family map word to word (`Word` over the family's layout);
-// any other pair maps colour to colour.
-template <template <class> class Word, class Kernel>
-void map_colours(PictureEditor& reader, PictureEditor& writer, const Kernel& kernel) {
-  const Rect all{0, 0, reader.width, reader.height};
-  if (family_of(reader.pixelFormat) != family_of(writer.pixelFormat)) return map_general(reader, writer, all, kernel);
-  with_layout(writer.pixelFormat, [&](auto layout) {
-    using L = decltype(layout);
-    if constexpr (L::kWrites) map_words(reader, writer, all, Word<L>(kernel));
-  });
-}
-
 // A region map: (W + 2) x (H + 2) cells of one bit, picture pixel (x, y) at
 // row y + 1, column x + 1; each row a whole number of 64-bit words, so a row of
 // cells is tested, filled or cleared a word at a time. Zero-filled (calloc: a
@@ -318,7 +306,8 @@ REALpicture ReplaceColorZRK(REALpicture source, uint32_t searchColor, uint32_t r
   if (!reader.GetPictureEditor(source, true, false)) return nullptr;
   PictureWriter writer;
   if (!writer.NewPictureWriter(reader.width, reader.height, reader.hasAlphaChannel)) return nullptr;
-  map_colours<ReplaceWord>(reader, writer, Replace{rgb_of(searchColor), rgb_of(replaceWithColor)});
+  map_by_words<ReplaceWord>(reader, writer, Rect{0, 0, reader.width, reader.height},
+                            Replace{rgb_of(searchColor), rgb_of(replaceWithColor)});
   return writer.RenderPictureWriter();
 }
 
@@ -328,8 +317,8 @@ REALpicture ExtractColorZRK(REALpicture source, uint32_t searchColor, uint32_t r
   if (!reader.GetPictureEditor(source, true, false)) return nullptr;
   PictureWriter writer;
   if (!writer.NewPictureWriter(reader.width, reader.height, false)) return nullptr;
-  map_colours<ExtractWord>(reader, writer,
-                          Extract{rgb_of(searchColor), rgb_of(replaceWithColor), rgb_of(backGroundColor)});
+  map_by_words<ExtractWord>(reader, writer, Rect{0, 0, reader.width, reader.height},
+                            Extract{rgb_of(searchColor), rgb_of(replaceWithColor), rgb_of(backGroundColor)});
   return writer.RenderPictureWriter();
 }
 

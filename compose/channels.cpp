@@ -43,7 +43,7 @@ struct LightenSpan {
     const auto* __restrict y = reinterpret_cast<const uint8_t*>(b);
     auto* __restrict to = reinterpret_cast<uint8_t*>(d);
     for (int32_t i = 0; i < 4 * n; ++i) to[i] = std::max(x[i], y[i]);
-    for (int32_t i = 0; i < n; ++i) d[i] = (d[i] & (255u << L::kRed | 255u << L::kGreen | 255u << L::kBlue)) | L::kOpaque;
+    for (int32_t i = 0; i < n; ++i) d[i] = (d[i] & kChannelBits<L>) | L::kOpaque;
   }
 };
 

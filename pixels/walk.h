@@ -50,6 +50,10 @@ inline Rect ClipRect(int32_t left, int32_t top, int32_t width, int32_t height, i
               static_cast<int32_t>(std::max<int64_t>(bottom, 0))};
 }
 
+// The R, G and B bits of a word of a byte family.
+template <class In>
+inline constexpr uint32_t kChannelBits = 255u << In::kRed | 255u << In::kGreen | 255u << In::kBlue;
+
 #if defined(__x86_64__)
 // A test that can also judge the bytes of eight words at once declares
 // `pass8<In>(words)` for AVX2: each 32-bit lane all ones where that pixel
@@ -94,9 +98,6 @@ inline __m512i byte_shuffle16(uint32_t toR, uint32_t toG, uint32_t toB) {
                            at(1), at(2), at(3));
 }
 
-// The R, G and B bits of a word.
-template <class In>
-inline constexpr uint32_t kChannelBits = 255u << In::kRed | 255u << In::kGreen | 255u << In::kBlue;
 #endif
 
 namespace walk_detail {
@@ -500,6 +501,19 @@ void map_words(PictureEditor& src, PictureEditor& dst, Rect r, const Kernel& ker
   r.y1 = std::min({r.y1, src.height, dst.height});
   if (r.empty()) return;
   dispatch<walk_detail::WordPass<Kernel>>(src, dst, r, kernel, r.bytes() > StreamThreshold());
+}
+
+// map with the kernel's word form `Word<L>(kernel)` when source and result are
+// of one family L: a few operations on the whole word instead of each channel
+// taken apart and put back, which leaves a pass that must keep up with memory
+// with too little time to ask for it.
+template <template <class> class Word, class Kernel>
+void map_by_words(PictureEditor& src, PictureEditor& dst, Rect r, const Kernel& kernel) {
+  if (family_of(src.pixelFormat) != family_of(dst.pixelFormat)) return map_general(src, dst, r, kernel);
+  with_layout(dst.pixelFormat, [&](auto layout) {
+    using L = decltype(layout);
+    if constexpr (L::kWrites) map_words(src, dst, r, Word<L>(kernel));
+  });
 }
 
 // Whether every pixel of `r` passes `test` (a pure bool(Rgb)), row by row, left
