@@ -45,6 +45,12 @@ int main(int argc, char** argv) {
   cv::setNumThreads(1);
   bench::Table table(options);
   int ledger = 0;
+  const auto finish = [&ledger](bench::Stage& stage) {
+    for (const std::string& problem : stage.finish()) {
+      std::fprintf(stderr, "ledger: %s\n", problem.c_str());
+      ++ledger;
+    }
+  };
   try {
     for (const int32_t layout : {5, 6, 8}) {
       bench::Stage stage(table, layout, options.side);
@@ -54,18 +60,12 @@ int main(int argc, char** argv) {
       }
       std::fprintf(stderr, "%s\n", stage.name().c_str());
       bench::picture_rows(stage);
-      for (const std::string& problem : stage.finish()) {
-        std::fprintf(stderr, "ledger: %s\n", problem.c_str());
-        ++ledger;
-      }
+      finish(stage);
     }
     // Last, so that their large allocations leave the layouts' rows alone.
     bench::Stage stage(table, 5, options.side);
     bench::worst_case_rows(stage);
-    for (const std::string& problem : stage.finish()) {
-      std::fprintf(stderr, "ledger: %s\n", problem.c_str());
-      ++ledger;
-    }
+    finish(stage);
   } catch (const std::exception& e) {
     std::fprintf(stderr, "picture_bench: %s\n", e.what());
     return 1;
