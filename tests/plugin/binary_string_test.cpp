@@ -45,37 +45,28 @@ INSTANTIATE_TEST_SUITE_P(AllLendings, BinaryStringTest, ::testing::ValuesIn(kLen
 // its size, and the picture read back is streamed; rows of 1801 words start off
 // the cache lines and end at guard pages.
 TEST_F(BinaryStringTest, LargerThanTheCachesBothWays) {
-  for (const char* name : {"Xrgb6", "Console"}) {
-    SCOPED_TRACE(name);
-    const Lending& l = lending(name);
-    testhost::Host& h = StartHost(config_for(l));
-    {
-      const int32_t width = 1801, height = 1700;
-      const Ref source = random_picture(h, l, width, height, 11);
-      const CallResult s = h.Call("PicturetoBinaryStringZRK", {source});
-      const std::string text = text_of(s.value);
-      ASSERT_EQ(text.size(), size_t{40} + width * height * 3) << s.error;
-      std::vector<Pixel> opaque = pixels_of(h, source.picture());
-      for (size_t i = 0; i < opaque.size(); ++i) {
-        const Pixel& p = opaque[i];
-        ASSERT_EQ(text.substr(40 + 3 * i, 3), (std::string{char(p.r), char(p.g), char(p.b)})) << "pixel " << i;
-        opaque[i].a = written_alpha(l);
-      }
-      const CallResult back = h.Call("BinaryStringtoPictureZRK", {s.value});
-      ASSERT_TRUE(std::holds_alternative<Ref>(back.value)) << back.error;
-      EXPECT_EQ(pixels_of(h, std::get<Ref>(back.value).picture()), opaque);
-      // Again into the memory the first string was packed in, from another picture.
-      const Ref other = random_picture(h, l, width, height, 12);
-      const std::vector<Pixel> px = pixels_of(h, other.picture());
-      const std::string again = text_of(h.Call("PicturetoBinaryStringZRK", {other}).value);
-      ASSERT_EQ(again.size(), text.size());
-      EXPECT_EQ(again.substr(0, 40), text.substr(0, 40));
-      for (size_t i = 0; i < px.size(); ++i) {
-        ASSERT_EQ(again.substr(40 + 3 * i, 3), (std::string{char(px[i].r), char(px[i].g), char(px[i].b)})) << i;
-      }
-    }  // the pictures and strings go back before the ledger is read
-    StopHost();
-  }
+  // The header's 40 bytes, then each pixel's red, green and blue.
+  const auto expect_pixels = [](const std::string& text, const std::vector<Pixel>& px) {
+    ASSERT_EQ(text.size(), 40 + px.size() * 3);
+    for (size_t i = 0; i < px.size(); ++i) {
+      ASSERT_EQ(text.substr(40 + 3 * i, 3), (std::string{char(px[i].r), char(px[i].g), char(px[i].b)})) << i;
+    }
+  };
+  OnLargePictureHosts([&](testhost::Host& h, const Lending& l) {
+    const Ref source = random_picture(h, l, 1801, 1700, 11);
+    const CallResult s = h.Call("PicturetoBinaryStringZRK", {source});
+    std::vector<Pixel> opaque = pixels_of(h, source.picture());
+    expect_pixels(text_of(s.value), opaque);
+    for (Pixel& p : opaque) p.a = written_alpha(l);
+    const CallResult back = h.Call("BinaryStringtoPictureZRK", {s.value});
+    ASSERT_TRUE(std::holds_alternative<Ref>(back.value)) << back.error;
+    EXPECT_EQ(pixels_of(h, std::get<Ref>(back.value).picture()), opaque);
+    // Again into the memory the first string was packed in, from another picture.
+    const Ref other = random_picture(h, l, 1801, 1700, 12);
+    const std::string again = text_of(h.Call("PicturetoBinaryStringZRK", {other}).value);
+    EXPECT_EQ(again.substr(0, 40), text_of(s.value).substr(0, 40));
+    expect_pixels(again, pixels_of(h, other.picture()));
+  });
 }
 
 // The 1x1 red picture's string and a nil picture; strings the reader takes (its picture's

@@ -133,29 +133,23 @@ TEST_P(ExtractTest, MaskOfWorkedShapesAndRandomPictures) {
 // A mask larger than the caches is streamed out: rows of 1601 words start off
 // the cache lines, and runs of either colour meet boxes at word edges.
 TEST_F(ExtractTest, MaskLargerThanTheCaches) {
-  for (const char* name : {"Xrgb6", "Console"}) {
-    SCOPED_TRACE(name);
-    const Lending& l = lending(name);
-    testhost::Host& h = StartHost(config_for(l));
-    {
-      const int w = 1601, ht = 1500;
-      auto shape = shape_for(l, w, ht);
-      shape.fill = Pixel{90, 90, 90, 0};
-      const Ref source = h.NewPicture(shape);
-      for (const Area& a : {Area{100, 50, 40, 40}, Area{1500, 1400, 101, 100}, Area{63, 700, 66, 1}}) {
-        for (int y = a.top; y < a.top + a.height; ++y)
-          for (int x = a.left; x < a.left + a.width; ++x) h.SetPixel(source.picture(), x, y, {200, 10, 10, 255});
-      }
-      const std::vector<bool> black = reference_mask(pixels_of(h, source.picture()), w, ht, Area{0, 0, -1, -1});
-      EXPECT_TRUE(result_matches(h, opaque(l), source.picture(), pixels_of(h, source.picture()),
-                                 h.CallMethod(source.get(), "ExtractColorRectangleMaskZRK", {}),
-                                 [&](int32_t x, int32_t y, Pixel) {
-                                   const uint8_t v = black[size_t(y) * w + x] ? 0 : 255;
-                                   return std::optional(Pixel{v, v, v});
-                                 }));
-    }  // the pictures go back before the ledger is read
-    StopHost();
-  }
+  OnLargePictureHosts([&](testhost::Host& h, const Lending& l) {
+    const int w = 1601, ht = 1500;
+    auto shape = shape_for(l, w, ht);
+    shape.fill = Pixel{90, 90, 90, 0};
+    const Ref source = h.NewPicture(shape);
+    for (const Area& a : {Area{100, 50, 40, 40}, Area{1500, 1400, 101, 100}, Area{63, 700, 66, 1}}) {
+      for (int y = a.top; y < a.top + a.height; ++y)
+        for (int x = a.left; x < a.left + a.width; ++x) h.SetPixel(source.picture(), x, y, {200, 10, 10, 255});
+    }
+    const std::vector<bool> black = reference_mask(pixels_of(h, source.picture()), w, ht, Area{0, 0, -1, -1});
+    EXPECT_TRUE(result_matches(h, opaque(l), source.picture(), pixels_of(h, source.picture()),
+                               h.CallMethod(source.get(), "ExtractColorRectangleMaskZRK", {}),
+                               [&](int32_t x, int32_t y, Pixel) {
+                                 const uint8_t v = black[size_t(y) * w + x] ? 0 : 255;
+                                 return std::optional(Pixel{v, v, v});
+                               }));
+  });
 }
 
 // Both write only opaque pixels; the colours' top byte plays no part.
